@@ -1,0 +1,25 @@
+#ifndef TEVROL_FRAME_ACCESSORS_H
+#define TEVROL_FRAME_ACCESSORS_H
+
+#include "frame/TevrolExport.h"
+
+// The exported accessors of the library's services, under plain C names.
+// Each returns the one object of its service, built at the first call (a
+// concurrent first caller waits until it is built) and destroyed at process
+// exit in the reverse order of construction. After the first call an
+// accessor takes no lock and allocates nothing. Do not use a service from an
+// exit handler that runs after its destructor.
+
+class ExtraHeap;
+class ProcessDataFactory;
+class StackSizeMeasureServiceImpl;
+class TevrolCfgFileReader;
+
+extern "C" {
+TEVROL_EXPORT ExtraHeap* ExtraHeap_GetInstance();
+TEVROL_EXPORT ProcessDataFactory* ProcessDataFactory_GetInstance();
+TEVROL_EXPORT StackSizeMeasureServiceImpl* StackSizeMeasureService_GetInstance();
+TEVROL_EXPORT TevrolCfgFileReader* TevrolCfgFileReader_GetInstance();
+}
+
+#endif

@@ -1,0 +1,80 @@
+#include "threads/SetResetEvent.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "threads/PDStdOperations.h"
+
+namespace {
+
+int MillisecondsSince(Tevrol::Tick start) {
+  return static_cast<int>(PDStdOperations::GetTickCount() - start);
+}
+
+TEST(SetResetEventTest, SetBeforeWaitKeepsEveryWaitOpenUntilReset) {
+  detail::SetResetEvent event;
+  event.Set();
+  event.Wait();
+  event.Wait();
+  const Tevrol::Tick start = PDStdOperations::GetTickCount();
+  event.WaitFor(60000);
+  EXPECT_LT(MillisecondsSince(start), 30000);
+}
+
+TEST(SetResetEventTest, EventsDoNotCount) {
+  detail::SetResetEvent event;
+  event.Set();
+  event.Set();
+  event.Reset();
+  const Tevrol::Tick start = PDStdOperations::GetTickCount();
+  event.WaitFor(100);
+  EXPECT_GE(MillisecondsSince(start), 99);  // ticks are whole milliseconds
+}
+
+TEST(SetResetEventTest, WaitForZeroOnAClearEventReturns) {
+  detail::SetResetEvent event;
+  event.WaitFor(0);
+  SUCCEED();
+}
+
+TEST(SetResetEventTest, SetFromAnotherThreadEndsWaitAndWaitFor) {
+  detail::SetResetEvent event;
+  std::thread setter([&] { event.Set(); });
+  event.Wait();
+  setter.join();
+
+  event.Reset();
+  const Tevrol::Tick start = PDStdOperations::GetTickCount();
+  std::thread later([&] { event.Set(); });
+  event.WaitFor(60000);
+  later.join();
+  EXPECT_LT(MillisecondsSince(start), 30000);
+}
+
+TEST(SetResetEventTest, DeadlineCarriesNanosecondsIntoSeconds) {
+  struct Case {
+    time_t sec;
+    long nsec;
+    Tevrol::ULong ms;
+    time_t wantSec;
+    long wantNsec;
+  };
+  const Case cases[] = {
+      {10, 600000000L, 1500, 12, 100000000L},
+      {10, 0, 0, 10, 0},
+      {10, 999999999L, 1, 11, 999999L},
+      {10, 400000000L, 600, 11, 0},
+      {0, 0, 4294967295u, 4294967, 295000000L},
+  };
+  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
+    timespec now;
+    now.tv_sec = cases[i].sec;
+    now.tv_nsec = cases[i].nsec;
+    const timespec deadline = detail::DeadlineAfter(now, cases[i].ms);
+    EXPECT_EQ(deadline.tv_sec, cases[i].wantSec) << "row " << i;
+    EXPECT_EQ(deadline.tv_nsec, cases[i].wantNsec) << "row " << i;
+  }
+}
+
+}  // namespace
