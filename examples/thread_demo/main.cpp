@@ -37,7 +37,7 @@ class DemoRunnable : public Runnable {
   void Log(char const* callback, int pass = 0) {
     // The OS thread records its id before StartingEvent; GetThreadId is
     // only stored by Start after the thread may already run.
-    char const* where = m_thread.GetPlatformThread().IsCurrentThread() ? m_name
+    char const* where = m_thread.GetPlatformThread().IsCurrentThread()       ? m_name
                         : ThreadHelper::GetCurrentThreadID() == g_mainThread ? "main"
                                                                              : "another thread";
     std::lock_guard<std::mutex> guard(g_printLock);

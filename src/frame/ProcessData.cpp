@@ -10,7 +10,9 @@ ProcessData::ProcessData()
 
 ProcessData::~ProcessData() = default;
 
-bool ProcessData::Initialize() { return true; }
+bool ProcessData::Initialize() {
+  return true;
+}
 
 bool ProcessData::IsMainThread() {
   return static_cast<Tevrol::ThreadId>(pthread_self()) == m_mainThreadId;

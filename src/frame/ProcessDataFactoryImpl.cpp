@@ -4,7 +4,9 @@
 
 ProcessDataFactory::~ProcessDataFactory() = default;
 
-ProcessData* ProcessDataFactoryImpl::GetProcessData() { return &m_processData; }
+ProcessData* ProcessDataFactoryImpl::GetProcessData() {
+  return &m_processData;
+}
 
 ProcessDataFactory* ProcessDataFactory_GetInstance() {
   static ProcessDataFactoryImpl s_instance;

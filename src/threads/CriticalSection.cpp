@@ -16,6 +16,10 @@ CriticalSection::~CriticalSection() {
   m_mutex = nullptr;
 }
 
-int CriticalSection::Lock() { return pthread_mutex_lock(m_mutex); }
+int CriticalSection::Lock() {
+  return pthread_mutex_lock(m_mutex);
+}
 
-int CriticalSection::Unlock() { return pthread_mutex_unlock(m_mutex); }
+int CriticalSection::Unlock() {
+  return pthread_mutex_unlock(m_mutex);
+}

@@ -52,7 +52,9 @@ Thread::Thread(Runnable* runnable)
   InitializeThreadPriorityTbl();
 }
 
-Thread::~Thread() { Stop(); }
+Thread::~Thread() {
+  Stop();
+}
 
 void Thread::InitializeThreadPriorityTbl() {
   TevrolCfgFileReader* const reader = TevrolCfgFileReader_GetInstance();

@@ -14,7 +14,16 @@ class Runnable;
 
 // Abstract priorities: the column and the row of Thread::g_threadPriorityTable.
 struct TEVROL_EXPORT ThreadPriorities {
-  enum Priority { Priority0, Priority1, Priority2, Priority3, Priority4, Priority5, Priority6, Priority7 };
+  enum Priority {
+    Priority0,
+    Priority1,
+    Priority2,
+    Priority3,
+    Priority4,
+    Priority5,
+    Priority6,
+    Priority7
+  };
   enum PriorityType { PriorityType0, PriorityType1, PriorityType2, PriorityType3 };
 };
 

@@ -23,4 +23,6 @@ void ThreadHelper::Sleep(Tevrol::ULong milliseconds) {
   nanosleep(&duration, nullptr);
 }
 
-Tevrol::Tick ThreadHelper::GetTickCount() { return PDStdOperations::GetTickCount(); }
+Tevrol::Tick ThreadHelper::GetTickCount() {
+  return PDStdOperations::GetTickCount();
+}

@@ -17,8 +17,12 @@ static_assert(std::is_integral<pthread_t>::value && sizeof(pthread_t) <= sizeof(
 namespace {
 constexpr size_t kOsNameLength = 15;  // pthread_setname_np refuses longer names on Linux
 
-Tevrol::ThreadId ToThreadId(pthread_t thread) { return static_cast<Tevrol::ThreadId>(thread); }
-pthread_t ToPthread(Tevrol::ThreadId id) { return static_cast<pthread_t>(id); }
+Tevrol::ThreadId ToThreadId(pthread_t thread) {
+  return static_cast<Tevrol::ThreadId>(thread);
+}
+pthread_t ToPthread(Tevrol::ThreadId id) {
+  return static_cast<pthread_t>(id);
+}
 }  // namespace
 
 const unsigned ThreadPD::kStackSize;
@@ -69,13 +73,21 @@ void ThreadPD::Join() {
   m_nativeThread.store(0);
 }
 
-Tevrol::ThreadId ThreadPD::GetThreadID() const { return m_nativeThread.load(); }
+Tevrol::ThreadId ThreadPD::GetThreadID() const {
+  return m_nativeThread.load();
+}
 
-bool ThreadPD::HasNativeThread() const { return m_nativeThread.load() != 0; }
+bool ThreadPD::HasNativeThread() const {
+  return m_nativeThread.load() != 0;
+}
 
-bool ThreadPD::IsCurrentThread() const { return m_nativeThread.load() == ToThreadId(pthread_self()); }
+bool ThreadPD::IsCurrentThread() const {
+  return m_nativeThread.load() == ToThreadId(pthread_self());
+}
 
-char const* ThreadPD::GetFriendlyName() const { return m_friendlyName; }
+char const* ThreadPD::GetFriendlyName() const {
+  return m_friendlyName;
+}
 
 void ThreadPD::SetFriendlyName(char const* name) {
   if (name == nullptr) {
@@ -100,4 +112,6 @@ bool ThreadPD::SetPriority(int value) {
   return result == 0 || result == EINVAL;
 }
 
-int ThreadPD::GetRequestedPriorityForTesting() const { return m_requestedPriority.load(); }
+int ThreadPD::GetRequestedPriorityForTesting() const {
+  return m_requestedPriority.load();
+}

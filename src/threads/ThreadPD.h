@@ -47,8 +47,9 @@ class TEVROL_EXPORT ThreadPD {
  private:
   static void* ThreadProc(void* self);
 
-  RunnablePD* m_nativeRunnable;              // not owned; null until Create
-  std::atomic<Tevrol::ThreadId> m_nativeThread;  // written by the new thread while Create may read it
+  RunnablePD* m_nativeRunnable;  // not owned; null until Create
+  std::atomic<Tevrol::ThreadId>
+      m_nativeThread;  // written by the new thread while Create may read it
   char m_friendlyName[kMaxNameLength + 1];
   std::atomic<int> m_requestedPriority;
 };

@@ -17,7 +17,9 @@ constexpr std::int32_t TickDifference(Tevrol::Tick a, Tevrol::Tick b) {
 }
 
 // True exactly when `a` is later than `b`.
-constexpr bool TickIsLater(Tevrol::Tick a, Tevrol::Tick b) { return TickDifference(a, b) > 0; }
+constexpr bool TickIsLater(Tevrol::Tick a, Tevrol::Tick b) {
+  return TickDifference(a, b) > 0;
+}
 
 }  // namespace detail
 

@@ -61,10 +61,8 @@ TEST(SetResetEventTest, DeadlineCarriesNanosecondsIntoSeconds) {
     long wantNsec;
   };
   const Case cases[] = {
-      {10, 600000000L, 1500, 12, 100000000L},
-      {10, 0, 0, 10, 0},
-      {10, 999999999L, 1, 11, 999999L},
-      {10, 400000000L, 600, 11, 0},
+      {10, 600000000L, 1500, 12, 100000000L},   {10, 0, 0, 10, 0},
+      {10, 999999999L, 1, 11, 999999L},         {10, 400000000L, 600, 11, 0},
       {0, 0, 4294967295u, 4294967, 295000000L},
   };
   for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {

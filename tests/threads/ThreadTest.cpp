@@ -68,8 +68,8 @@ TEST_F(ThreadTest, PauseRightAfterStartRunsOnePassThenRests) {
 
   // A paused thread is stopped without Continue.
   thread.Stop();
-  EXPECT_EQ(runnable.Names(), Concat({"StartingEvent", "WorkingLoop", "Pause", "PauseEvent"},
-                                     kStopSequence));
+  EXPECT_EQ(runnable.Names(),
+            Concat({"StartingEvent", "WorkingLoop", "Pause", "PauseEvent"}, kStopSequence));
   EXPECT_FALSE(thread.GetPauseThread());
 }
 
@@ -428,10 +428,18 @@ TEST(ThreadStressTest, ConcurrentControlKeepsTheCallbacksConsistent) {
         for (int i = 0; i < iterations; ++i) {
           seed = seed * 1103515245u + 12345u;
           switch ((seed >> 16) % 4) {
-            case 0: thread.Pause(); break;
-            case 1: thread.Continue(); break;
-            case 2: thread.WakeUp(); break;
-            default: thread.SetPauseThread(true); break;
+            case 0:
+              thread.Pause();
+              break;
+            case 1:
+              thread.Continue();
+              break;
+            case 2:
+              thread.WakeUp();
+              break;
+            default:
+              thread.SetPauseThread(true);
+              break;
           }
         }
       });

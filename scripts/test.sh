@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Builds the library and runs every test, as the CI does:
+#   1. normal build, warnings as errors, all tests, install, consumer build
+#   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer
+#   3. all tests under ThreadSanitizer
+#   4. cross build for 32-bit ARM, all tests under qemu-arm
+#   5. clang-format check
+# Stops at the first failure; ends with one line "N passed, M failed".
+# TEVROL_STAGES="normal tsan" runs a subset.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+out="$root/build/ci"
+stages="${TEVROL_STAGES:-normal asan tsan arm format}"
+jobs=2
+
+bash scripts/install-deps.sh --all
+
+passed=0
+failed=0
+summary() { echo "${passed} passed, ${failed} failed"; }
+trap 'status=$?; if [ $status -ne 0 ]; then echo "FAILED in stage ${stage:-setup}"; [ $failed -eq 0 ] && failed=1; summary; fi' EXIT
+
+# Runs ctest in a build folder and adds its counts to the totals.
+run_ctest() {
+  local dir=$1 log
+  log=$(mktemp)
+  set +e
+  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 600) 2>&1 | tee "$log" | grep -v -E '^ +[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
+  local rc=${PIPESTATUS[0]}
+  set -e
+  local line total bad
+  line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -1 || true)
+  if [ -n "$line" ]; then
+    bad=$(echo "$line" | sed -E 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1/')
+    total=$(echo "$line" | sed -E 's/.* failed out of ([0-9]+).*/\1/')
+    passed=$((passed + total - bad))
+    failed=$((failed + bad))
+  fi
+  rm -f "$log"
+  if [ "$rc" -ne 0 ] || [ -z "$line" ]; then
+    [ -z "$line" ] && failed=$((failed + 1))
+    return 1
+  fi
+}
+
+configure_build() {
+  local dir=$1; shift
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+}
+
+timed() {
+  stage=$1; shift
+  local start=$SECONDS
+  echo "=== stage $stage ==="
+  "$@"
+  echo "=== stage $stage done in $((SECONDS - start)) s ==="
+}
+
+stage_normal() {
+  local dir="$out/normal" prefix="$out/normal/install"
+  configure_build "$dir" -DTEVROL_WERROR=ON -DTEVROL_BUILD_BENCH=ON -DCMAKE_INSTALL_PREFIX="$prefix"
+  export GTEST_DEATH_TEST_STYLE=threadsafe
+  run_ctest "$dir"
+  # The accessors are exported undecorated.
+  nm -D --defined-only "$dir/src/libTevrolDLL.so" | grep -E ' T [A-Za-z]+_GetInstance$'
+  # Install, then build the example against the installed package and pkg-config file.
+  rm -rf "$prefix"
+  cmake --install "$dir" >/dev/null
+  cmake -S examples/thread_demo -B "$dir/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+  cmake --build "$dir/consumer"
+  LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo" >/dev/null
+  PKG_CONFIG_PATH="$prefix/lib/pkgconfig" g++ examples/thread_demo/main.cpp -o "$dir/consumer/thread_demo_pc" \
+    $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs tevroldll) -pthread
+  LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo_pc" >/dev/null
+  echo "install and consumer builds: ok"
+}
+
+stage_asan() {
+  local dir="$out/asan"
+  configure_build "$dir" -DTEVROL_SANITIZE=address,undefined -DTEVROL_BUILD_EXAMPLES=OFF
+  GTEST_DEATH_TEST_STYLE=threadsafe UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 run_ctest "$dir"
+}
+
+stage_tsan() {
+  local dir="$out/tsan"
+  configure_build "$dir" -DTEVROL_SANITIZE=thread -DTEVROL_BUILD_EXAMPLES=OFF
+  GTEST_DEATH_TEST_STYLE=threadsafe TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+    run_ctest "$dir"
+}
+
+stage_arm() {
+  local dir="$out/arm"
+  configure_build "$dir" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/arm-linux-gnueabihf.cmake" \
+    -DTEVROL_WERROR=ON -DTEVROL_BUILD_EXAMPLES=OFF
+  GTEST_DEATH_TEST_STYLE=fast TEST_EMULATOR="qemu-arm -L /usr/arm-linux-gnueabihf" run_ctest "$dir"
+}
+
+stage_format() {
+  local files
+  files=$(git ls-files '*.h' '*.cpp')
+  clang-format --dry-run -Werror $files
+  echo "clang-format: $(echo "$files" | wc -l) files clean"
+}
+
+for s in $stages; do
+  timed "$s" "stage_$s"
+done
+stage=""
+summary
