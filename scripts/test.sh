@@ -4,7 +4,7 @@
 #   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer
 #   3. all tests under ThreadSanitizer
 #   4. cross build for 32-bit ARM, all tests under qemu-arm
-#   5. clang-format check
+#   5. clang-format check, and OS headers only in the platform layer
 # Stops at the first failure; ends with one line "N passed, M failed".
 # TEVROL_STAGES="normal tsan" runs a subset.
 set -euo pipefail
@@ -26,7 +26,7 @@ run_ctest() {
   local dir=$1 log
   log=$(mktemp)
   set +e
-  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 600) 2>&1 | tee "$log" | grep -v -E '^ +[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
+  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 600) 2>&1 | tee "$log" | grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+: '
   local rc=${PIPESTATUS[0]}
   set -e
   local line total bad
@@ -103,6 +103,7 @@ stage_format() {
   files=$(git ls-files '*.h' '*.cpp')
   clang-format --dry-run -Werror $files
   echo "clang-format: $(echo "$files" | wc -l) files clean"
+  bash scripts/check-platform-includes.sh
 }
 
 for s in $stages; do

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Keeps operating system calls in the platform layer: only the files listed
+# here may include OS headers. Each entry says why.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+allowed=(
+  src/frame/ProcessData.cpp          # process facts: pthread_self
+  src/threads/CriticalSection.h      # OS wrapper: holds a pthread mutex
+  src/threads/CriticalSection.cpp    # OS wrapper
+  src/threads/SetResetEvent.h        # OS wrapper: holds a mutex and a condition
+  src/threads/SetResetEvent.cpp      # OS wrapper
+  src/threads/ThreadHelper.cpp       # OS wrapper: thread id and sleep
+  src/threads/ThreadPD.cpp           # platform layer of Thread
+  src/threads/PDStdOperations.cpp    # platform layer of the tick
+)
+
+bad=0
+for f in $(git ls-files 'src/*.h' 'src/*.cpp'); do
+  if grep -q -E '#include <(pthread\.h|dirent\.h|unistd\.h|fcntl\.h|sched\.h|sys/[a-z_]+\.h)>' "$f"; then
+    if ! printf '%s\n' "${allowed[@]}" | grep -qx "$f"; then
+      echo "OS header outside the platform layer: $f"
+      bad=1
+    fi
+  fi
+done
+[ $bad -eq 0 ] && echo "platform includes: ok"
+exit $bad
