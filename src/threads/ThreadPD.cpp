@@ -53,8 +53,9 @@ void* ThreadPD::ThreadProc(void* self) {
   ThreadPD* const platformThread = static_cast<ThreadPD*>(self);
   platformThread->m_nativeThread.store(ToThreadId(pthread_self()));
   char osName[kOsNameLength + 1];
-  std::strncpy(osName, platformThread->m_friendlyName, kOsNameLength);
-  osName[kOsNameLength] = '\0';
+  const size_t length = strnlen(platformThread->m_friendlyName, kOsNameLength);
+  std::memcpy(osName, platformThread->m_friendlyName, length);
+  osName[length] = '\0';
   pthread_setname_np(pthread_self(), osName);
   platformThread->m_nativeRunnable->ThreadLoop();
   return nullptr;
@@ -94,8 +95,9 @@ void ThreadPD::SetFriendlyName(char const* name) {
     m_friendlyName[0] = '\0';
     return;
   }
-  std::strncpy(m_friendlyName, name, kMaxNameLength);
-  m_friendlyName[kMaxNameLength] = '\0';
+  const size_t length = strnlen(name, kMaxNameLength);
+  std::memcpy(m_friendlyName, name, length);
+  m_friendlyName[length] = '\0';
 }
 
 bool ThreadPD::SetPriority(int value) {
