@@ -12,26 +12,19 @@
 #include "threads/Thread.h"
 #include "threads/ThreadHelper.h"
 
-// A Runnable that records every callback with the OS thread it ran on, and
-// lets a test wait for a callback instead of sleeping for a guess.
+// Every wait of the tests gives up after this, to turn a hang into a failure.
+constexpr auto kTestPatience = std::chrono::seconds(30);
+
+// Records every callback with the OS thread it ran on, and lets a test wait
+// for a callback instead of sleeping for a guess.
 class RecordingRunnable : public Runnable {
  public:
-  struct Event {
-    std::string name;
-    Tevrol::ThreadId thread;
-  };
-
-  // What WorkingLoop does on pass `pass` (1-based). By default it sleeps
+  // What WorkingLoop does on pass `pass` (1-based); by default it sleeps
   // until woken, paused or stopped.
-  std::function<void(Thread*, int pass)> onWorkingLoop = [](Thread* thread, int) {
-    thread->Sleep(60000);
-  };
+  std::function<void(Thread*, int pass)> onWorkingLoop = [](Thread* t, int) { t->Sleep(60000); };
   std::function<void()> onStartingEvent = [] {};
 
-  void WorkingLoop(Thread* thread) override {
-    const int pass = Record("WorkingLoop");
-    onWorkingLoop(thread, pass);
-  }
+  void WorkingLoop(Thread* thread) override { onWorkingLoop(thread, Record("WorkingLoop")); }
   void Stop() override { Record("Stop"); }
   void Pause() override { Record("Pause"); }
   void StartingEvent() override {
@@ -43,66 +36,61 @@ class RecordingRunnable : public Runnable {
   void PauseEvent() override { Record("PauseEvent"); }
   void WakeUp() override { Record("WakeUp"); }
 
-  // Returns how many times `name` has been recorded, this one included.
+  // Returns how often `name` has been recorded, this time included.
   int Record(char const* name) {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_events.push_back({name, ThreadHelper::GetCurrentThreadID()});
+    m_names.push_back(name);
+    m_threads.push_back(ThreadHelper::GetCurrentThreadID());
     m_changed.notify_all();
     return CountLocked(name);
   }
-
-  // Waits (at most 30 s, to turn a hang into a failure) until `name` has
-  // been recorded `count` times.
   bool WaitForCount(char const* name, int count) {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, std::chrono::seconds(30),
-                              [&] { return CountLocked(name) >= count; });
+    return m_changed.wait_for(guard, kTestPatience, [&] { return CountLocked(name) >= count; });
   }
-
   int Count(char const* name) {
     std::lock_guard<std::mutex> guard(m_lock);
     return CountLocked(name);
   }
-
   std::vector<std::string> Names() {
     std::lock_guard<std::mutex> guard(m_lock);
-    std::vector<std::string> names;
-    for (auto const& event : m_events) names.push_back(event.name);
-    return names;
+    return m_names;
   }
-
-  std::vector<Event> Events() {
+  // The threads of all recordings of `name`.
+  std::vector<Tevrol::ThreadId> ThreadsOf(char const* name) {
     std::lock_guard<std::mutex> guard(m_lock);
-    return m_events;
-  }
-
-  // The thread of the first recording of `name`, 0 if none.
-  Tevrol::ThreadId ThreadOf(char const* name) {
-    std::lock_guard<std::mutex> guard(m_lock);
-    for (auto const& event : m_events) {
-      if (event.name == name) return event.thread;
+    std::vector<Tevrol::ThreadId> threads;
+    for (size_t i = 0; i < m_names.size(); ++i) {
+      if (m_names[i] == name) threads.push_back(m_threads[i]);
     }
-    return 0;
+    return threads;
   }
-
+  Tevrol::ThreadId ThreadOf(char const* name) {
+    auto threads = ThreadsOf(name);
+    return threads.empty() ? 0 : threads.front();
+  }
   void Clear() {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_events.clear();
+    m_names.clear();
+    m_threads.clear();
   }
 
  private:
   int CountLocked(char const* name) const {
     int count = 0;
-    for (auto const& event : m_events) count += event.name == name ? 1 : 0;
+    for (auto const& n : m_names) count += n == name ? 1 : 0;
     return count;
   }
 
   std::mutex m_lock;
   std::condition_variable m_changed;
-  std::vector<Event> m_events;
+  std::vector<std::string> m_names;
+  std::vector<Tevrol::ThreadId> m_threads;
 };
 
-// A one-way gate for handshakes between a test and a callback.
+// A one-way gate for handshakes between a test and a callback. Owners open
+// it before they stop the Thread, so a failed assertion never leaves a
+// callback blocked and a Stop joining forever.
 class Gate {
  public:
   void Open() {
@@ -110,10 +98,14 @@ class Gate {
     m_open = true;
     m_changed.notify_all();
   }
-  // Waits at most 30 s; false if the gate stayed shut.
+  // Only while no callback can be waiting on it.
+  void Close() {
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_open = false;
+  }
   bool Wait() {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, std::chrono::seconds(30), [&] { return m_open; });
+    return m_changed.wait_for(guard, kTestPatience, [&] { return m_open; });
   }
 
  private:
@@ -122,21 +114,10 @@ class Gate {
   bool m_open = false;
 };
 
-// Opens a gate when the scope ends, so a failed assertion never leaves a
-// callback blocked and a Stop joining forever.
-class GateOpener {
- public:
-  explicit GateOpener(Gate& gate) : m_gate(gate) {}
-  ~GateOpener() { m_gate.Open(); }
-
- private:
-  Gate& m_gate;
-};
-
-// Polls until `condition` holds, at most 30 s.
+// Polls until `condition` holds, at most kTestPatience.
 template <typename Condition>
 bool WaitUntil(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + kTestPatience;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     ThreadHelper::Sleep(1);
