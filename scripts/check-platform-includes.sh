@@ -13,6 +13,7 @@ allowed=(
   src/threads/ThreadHelper.cpp       # OS wrapper: thread id and sleep
   src/threads/ThreadPD.cpp           # platform layer of Thread
   src/threads/PDStdOperations.cpp    # platform layer of the tick
+  src/timetext/TimeDatePD.cpp        # platform layer of TimeDate: the system clock
 )
 
 bad=0
