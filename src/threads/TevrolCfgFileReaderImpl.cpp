@@ -1,6 +1,29 @@
 #include "threads/TevrolCfgFileReaderImpl.h"
 
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "file/PathHelper.h"
 #include "frame/Accessors.h"
+#include "frame/text/TxTokenizer.h"
+
+namespace {
+
+constexpr int kLineBytes = 512;
+constexpr Tevrol::ULong kRows = 4;
+constexpr Tevrol::Long kColumns = 8;
+
+// atoi, but a value beyond 32 bits saturates instead of being undefined.
+Tevrol::Long ToPriority(char const* digits) {
+  const long long value = std::strtoll(digits, nullptr, 10);
+  if (value > INT32_MAX) return INT32_MAX;
+  if (value < INT32_MIN) return INT32_MIN;
+  return static_cast<Tevrol::Long>(value);
+}
+
+}  // namespace
 
 TevrolCfgFileReader::~TevrolCfgFileReader() = default;
 
@@ -48,13 +71,59 @@ bool TevrolCfgFileReaderImpl::getThreadPrioTable(Tevrol::Long (*table)[8]) {
 bool TevrolCfgFileReaderImpl::parseConfigFile(char const* name) {
   m_lock.Lock();
   m_tableValid = false;
-  // The file is looked for beside the executable; until paths resolve
-  // against the executable's folder, no file is found and the built-in
-  // table stands.
-  static_cast<void>(name);
+  const Tevrol::File::Path path = Tevrol::File::PathHelper::CreateAbsolutePath(name);
+  m_tableValid = startExtracting(path.ToLatin1());
   const bool valid = m_tableValid;
   m_lock.Unlock();
   return valid;
+}
+
+bool TevrolCfgFileReaderImpl::startExtracting(char const* path) {
+  std::FILE* const file = fopen64(path, "r");
+  if (file == nullptr) {
+    return false;
+  }
+  char line[kLineBytes];
+  bool inSection = false;
+  Tevrol::ULong rows = 0;
+  while (rows < kRows && !std::feof(file) && std::fgets(line, kLineBytes, file) != nullptr) {
+    if (std::strstr(line, "//") != nullptr) {
+      continue;  // a comment drops the whole line, data and headers included
+    }
+    if (std::strstr(line, "[THREAD_PRIO]") != nullptr) {
+      inSection = true;
+    } else if (inSection && parseLine(line, rows)) {
+      ++rows;
+    }
+  }
+  std::fclose(file);
+  return rows == kRows;
+}
+
+bool TevrolCfgFileReaderImpl::parseLine(char* line, Tevrol::ULong row) {
+  if (row >= kRows) {
+    return false;
+  }
+  TxTokenizer tokenizer;
+  tokenizer.m_separator = TxChar(':');
+  tokenizer.TokenizeString(TxString(line), TxString::KeepEmptyTokens, true);
+  if (tokenizer.m_tokenCount < 2) {
+    return false;
+  }
+  const TxString values = tokenizer.ReturnToken(1);
+  tokenizer.InitializeTokenizer();
+  tokenizer.m_separator = TxChar(',');
+  tokenizer.TokenizeString(values, TxString::KeepEmptyTokens, true);
+  if (tokenizer.m_tokenCount < kColumns) {
+    return false;
+  }
+  m_lock.Lock();
+  for (Tevrol::Long column = 0; column < kColumns; ++column) {
+    const TxString token = tokenizer.ReturnToken(column);
+    m_table[row][column] = token.IsEmpty() ? 0 : ToPriority(token.ToAscii());
+  }
+  m_lock.Unlock();
+  return true;
 }
 
 TevrolCfgFileReader* TevrolCfgFileReader_GetInstance() {
