@@ -13,6 +13,8 @@ allowed=(
   src/threads/ThreadHelper.cpp       # OS wrapper: thread id and sleep
   src/threads/ThreadPD.cpp           # platform layer of Thread
   src/threads/PDStdOperations.cpp    # platform layer of the tick
+  src/file/PDEnvInformation.cpp      # platform layer of the path helpers
+  src/file/HelperFunctionsPD.cpp     # platform layer of HelperFunctions
   src/timetext/TimeDatePD.cpp        # platform layer of TimeDate: the system clock
 )
 
