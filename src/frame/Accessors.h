@@ -14,12 +14,16 @@ class ExtraHeap;
 class ProcessDataFactory;
 class StackSizeMeasureServiceImpl;
 class TevrolCfgFileReader;
+class TevrolIdProvider;
+class TevrolNameHandler;
 
 extern "C" {
 TEVROL_EXPORT ExtraHeap* ExtraHeap_GetInstance();
 TEVROL_EXPORT ProcessDataFactory* ProcessDataFactory_GetInstance();
 TEVROL_EXPORT StackSizeMeasureServiceImpl* StackSizeMeasureService_GetInstance();
 TEVROL_EXPORT TevrolCfgFileReader* TevrolCfgFileReader_GetInstance();
+TEVROL_EXPORT TevrolIdProvider* TevrolIdProvider_GetInstance();
+TEVROL_EXPORT TevrolNameHandler* TevrolNameHandler_GetInstance();
 }
 
 #endif

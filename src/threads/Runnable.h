@@ -18,7 +18,9 @@ class Thread;
 //
 // No lock of the Thread is held during any callback. ContinueEvent and
 // WakeUp run on a foreign thread while WorkingLoop may be running: make them
-// safe against it. The Thread never deletes its Runnable.
+// safe against it. The Thread never deletes its Runnable. StoppingEvent is
+// the last access of the OS thread to the Thread object: after it returns,
+// the thread touches neither the Thread nor the Runnable.
 class TEVROL_EXPORT Runnable {
  public:
   virtual ~Runnable();

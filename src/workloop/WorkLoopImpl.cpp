@@ -1,0 +1,475 @@
+#include "workloop/WorkLoopImpl.h"
+
+#include "frame/AmbientClassification.h"
+#include "frame/text/TxString.h"
+#include "threads/ThreadHelper.h"
+#include "threads/Tick.h"
+#include "workloop/Task.h"
+
+WorkLoop::~WorkLoop() = default;
+
+WorkLoop* WorkLoop::CreateInstance() {
+  return new WorkLoopImpl;
+}
+
+void WorkLoop::DeleteInstance(WorkLoop* loop) {
+  if (loop == nullptr) {
+    return;
+  }
+  // Every WorkLoop is a WorkLoopImpl: CreateInstance is the only way to get one.
+  if (static_cast<WorkLoopImpl*>(loop)->DeleteWhenRunEnds()) {
+    return;
+  }
+  delete loop;
+}
+
+WorkLoopImpl::WorkLoopImpl()
+    : m_nextQueueId(1),
+      m_priorizedHead(nullptr),
+      m_delayedHead(nullptr),
+      m_state(LoopIdle),
+      m_ownThread(false),
+      m_shutdownTask(nullptr),
+      m_current(nullptr),
+      m_runner(0),
+      m_deleteWhenRunEnds(false),
+      m_thread(nullptr) {
+  m_thread.GetPlatformThread().SetFriendlyName("WL [noname]");
+  m_thread.SetRunnable(this);
+}
+
+WorkLoopImpl::~WorkLoopImpl() {
+  // A shutdown task given to an idle loop is run here, after the records no
+  // run took have been disposed: no run is left to call it, and its Dispose
+  // may be what frees it.
+  m_lock.Lock();
+  Task* const idleShutdownTask = m_state == LoopIdle ? m_shutdownTask : nullptr;
+  m_lock.Unlock();
+
+  Shutdown(nullptr);
+  m_lock.Lock();
+  const Tevrol::Long state = m_state;
+  const bool ownThread = m_ownThread;
+  m_lock.Unlock();
+  if (state != LoopIdle) {
+    if (ownThread) {
+      m_thread.Stop();  // joins when the drain is over
+    } else {
+      m_shutdownEvent.Wait();  // until RunBlocking on the other thread has finished
+    }
+  }
+
+  for (QueuedTask* head : {m_priorizedHead, m_delayedHead}) {
+    for (QueuedTask* record = head; record != nullptr;) {
+      QueuedTask* const next = record->m_next;
+      m_current = record;
+      record->m_task->Dispose();
+      record = next;
+    }
+  }
+  m_current = nullptr;
+  if (idleShutdownTask != nullptr) {
+    idleShutdownTask->Execute();
+    idleShutdownTask->Dispose();
+  }
+}
+
+WorkLoopImpl::QueuedTask* WorkLoopImpl::TakeRecord(Task* task, std::uint32_t priority,
+                                                   std::uint32_t dueOrAge) {
+  QueuedTask* const record = m_pool.Alloc();
+  if (record != nullptr) {
+    record->m_effectivePriority = priority;
+    record->m_cancelled = false;
+    record->m_dueOrAge = dueOrAge;
+    record->m_task = task;
+    record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
+  }
+  return record;
+}
+
+Tevrol::ULong WorkLoopImpl::PerformTask(Task* task, EPriorityValue priority) {
+  if (task == nullptr) {
+    return 0;
+  }
+  m_lock.Lock();
+  QueuedTask* const record = m_state == LoopShuttingDown ? nullptr : TakeRecord(task, priority, 0);
+  if (record == nullptr) {
+    m_lock.Unlock();
+    return 0;
+  }
+  if (InsertPriorizedTask(record)) {
+    m_wakeEvent.Set();
+  }
+  const Tevrol::ULong id = record->m_queueId;
+  m_lock.Unlock();
+  return id;
+}
+
+Tevrol::ULong WorkLoopImpl::PerformTaskDelayed(Task* task, Tevrol::ULong delay,
+                                               EPriorityValue priority) {
+  if (task == nullptr) {
+    return 0;
+  }
+  m_lock.Lock();
+  QueuedTask* const record = m_state == LoopShuttingDown
+                                 ? nullptr
+                                 : TakeRecord(task, priority, ThreadHelper::GetTickCount() + delay);
+  if (record == nullptr) {
+    m_lock.Unlock();
+    return 0;
+  }
+  if (InsertDelayedTask(record)) {
+    m_wakeEvent.Set();
+  }
+  const Tevrol::ULong id = record->m_queueId;
+  m_lock.Unlock();
+  return id;
+}
+
+bool WorkLoopImpl::InsertPriorizedTask(QueuedTask* record) {
+  if (m_priorizedHead == nullptr) {
+    m_priorizedHead = record;
+    return true;
+  }
+  QueuedTask* before = m_priorizedHead;
+  QueuedTask* last = nullptr;
+  while (before != nullptr && before->m_effectivePriority >= record->m_effectivePriority) {
+    last = before;
+    before = before->m_next;
+  }
+  record->m_prev = last;
+  record->m_next = before;
+  if (before != nullptr) {
+    before->m_prev = record;
+  }
+  if (last != nullptr) {
+    last->m_next = record;
+  } else {
+    m_priorizedHead = record;
+  }
+  // Only an empty queue needs a wake-up: the loop never sleeps while it holds a record.
+  return false;
+}
+
+bool WorkLoopImpl::InsertDelayedTask(QueuedTask* record) {
+  if (m_delayedHead == nullptr) {
+    m_delayedHead = record;
+    return true;
+  }
+  if (detail::TickIsLater(m_delayedHead->m_dueOrAge, record->m_dueOrAge)) {
+    record->m_next = m_delayedHead;
+    m_delayedHead->m_prev = record;
+    m_delayedHead = record;
+    return true;  // the loop may sleep until the old head's time
+  }
+  QueuedTask* last = m_delayedHead;
+  while (last->m_next != nullptr &&
+         !detail::TickIsLater(last->m_next->m_dueOrAge, record->m_dueOrAge)) {
+    last = last->m_next;
+  }
+  record->m_prev = last;
+  record->m_next = last->m_next;
+  if (last->m_next != nullptr) {
+    last->m_next->m_prev = record;
+  }
+  last->m_next = record;
+  return false;
+}
+
+void WorkLoopImpl::Unlink(QueuedTask*& head, QueuedTask* record) {
+  if (record->m_prev != nullptr) {
+    record->m_prev->m_next = record->m_next;
+  } else {
+    head = record->m_next;
+  }
+  if (record->m_next != nullptr) {
+    record->m_next->m_prev = record->m_prev;
+  }
+  record->m_next = nullptr;
+  record->m_prev = nullptr;
+}
+
+WorkLoopImpl::QueuedTask* WorkLoopImpl::FindById(QueuedTask* head, Tevrol::ULong id) {
+  while (head != nullptr && head->m_queueId != id) {
+    head = head->m_next;
+  }
+  return head;
+}
+
+void WorkLoopImpl::Cancel(Tevrol::ULong id) {
+  m_lock.Lock();
+  if (QueuedTask* record = FindById(m_priorizedHead, id)) {
+    record->m_cancelled = true;
+  } else if (QueuedTask* delayed = FindById(m_delayedHead, id)) {
+    // It keeps its place: it leaves when the records before it are due.
+    delayed->m_cancelled = true;
+    delayed->m_dueOrAge = ThreadHelper::GetTickCount();
+  }
+  m_lock.Unlock();
+}
+
+Tevrol::Long WorkLoopImpl::Remove(Tevrol::ULong id, Task*& task) {
+  m_lock.Lock();
+  const Tevrol::ThreadId loopThread = m_thread.GetThreadId();
+  if (loopThread != 0 && loopThread != ThreadHelper::GetCurrentThreadID()) {
+    m_lock.Unlock();
+    return 3;
+  }
+  if (m_current != nullptr && m_current->m_queueId == id) {
+    m_lock.Unlock();
+    return 1;
+  }
+  task = nullptr;
+  QueuedTask** head = &m_priorizedHead;
+  QueuedTask* record = FindById(m_priorizedHead, id);
+  if (record == nullptr) {
+    head = &m_delayedHead;
+    record = FindById(m_delayedHead, id);
+  }
+  if (record == nullptr) {
+    m_lock.Unlock();
+    return 2;
+  }
+  task = record->m_task;
+  Unlink(*head, record);
+  m_pool.Free(record);
+  m_lock.Unlock();
+  return 0;
+}
+
+Tevrol::Long WorkLoopImpl::RemoveAll(Task* task) {
+  m_lock.Lock();
+  if (m_state != LoopIdle && m_thread.GetThreadId() != ThreadHelper::GetCurrentThreadID()) {
+    m_lock.Unlock();
+    return 3;
+  }
+  if (task == nullptr) {
+    m_lock.Unlock();
+    return 2;
+  }
+  Tevrol::Long result = 2;
+  if (task == m_shutdownTask) {
+    m_shutdownTask = nullptr;
+    result = 0;
+  }
+  for (QueuedTask** head : {&m_priorizedHead, &m_delayedHead}) {
+    for (QueuedTask* record = *head; record != nullptr;) {
+      QueuedTask* const next = record->m_next;
+      if (record->m_task == task) {
+        Unlink(*head, record);
+        m_pool.Free(record);
+        result = 0;
+      }
+      record = next;
+    }
+  }
+  if (m_current != nullptr && m_current->m_task == task) {
+    result = 1;
+  }
+  m_lock.Unlock();
+  return result;
+}
+
+bool WorkLoopImpl::SetPriority(ThreadPriorities::Priority priority,
+                               ThreadPriorities::PriorityType type) {
+  m_thread.SetPriority(priority, type);
+  return true;
+}
+
+bool WorkLoopImpl::SetFriendlyName(char const* name) {
+  m_thread.GetPlatformThread().SetFriendlyName(name);
+  return true;
+}
+
+bool WorkLoopImpl::Run() {
+  m_lock.Lock();
+  if (m_state != LoopIdle) {
+    m_lock.Unlock();
+    return false;
+  }
+  m_state = LoopRunning;
+  m_ownThread = true;
+  m_thread.Start();
+  m_lock.Unlock();
+  return true;
+}
+
+void WorkLoopImpl::RunBlocking() {
+  m_lock.Lock();
+  if (m_state != LoopIdle) {
+    m_lock.Unlock();
+    return;
+  }
+  m_ownThread = false;
+  m_state = LoopRunning;
+  m_lock.Unlock();
+  RunBlockingInternal();
+  m_lock.Lock();
+  const bool deleteNow = m_deleteWhenRunEnds;
+  m_lock.Unlock();
+  if (deleteNow) {
+    delete this;  // asked for by a task of this run; nothing touches the object after this
+  }
+}
+
+Tevrol::Long WorkLoopImpl::Shutdown(Task* task) {
+  m_lock.Lock();
+  if (m_state == LoopShuttingDown) {
+    m_lock.Unlock();
+    return 2;
+  }
+  m_shutdownTask = task;
+  if (m_state == LoopRunning) {
+    m_state = LoopShuttingDown;
+    m_shutdownEvent.Reset();
+    m_wakeEvent.Set();
+  }
+  const Tevrol::Long result = HasTasks() ? 1 : 0;
+  m_lock.Unlock();
+  return result;
+}
+
+bool WorkLoopImpl::DeleteWhenRunEnds() {
+  m_lock.Lock();
+  const bool onOwnRun = m_runner != 0 && m_runner == ThreadHelper::GetCurrentThreadID();
+  if (onOwnRun) {
+    m_deleteWhenRunEnds = true;
+  }
+  m_lock.Unlock();
+  if (onOwnRun) {
+    Shutdown(nullptr);
+  }
+  return onOwnRun;
+}
+
+void WorkLoopImpl::WorkingLoop(Thread* thread) {
+  {
+    TxString name("WL_");
+    name += thread->GetPlatformThread().GetFriendlyName();
+    TxByteArray const bytes = name.ToAscii();
+    Ambient::Classification::ScopedId(Ambient::Classification::ModuleId(bytes), 0, nullptr, -1);
+  }
+  RunBlockingInternal();
+  thread->EndFromRunnable();
+}
+
+void WorkLoopImpl::StoppingEvent() {
+  m_lock.Lock();
+  const bool deleteNow = m_deleteWhenRunEnds;
+  m_lock.Unlock();
+  if (deleteNow) {
+    // Thread::ThreadLoop touches nothing of the Thread after this call, so
+    // the loop may go, its Thread with it (which detaches its own OS thread).
+    delete this;
+  }
+}
+
+void WorkLoopImpl::RunBlockingInternal() {
+  m_lock.Lock();
+  m_runner = ThreadHelper::GetCurrentThreadID();
+  m_lock.Unlock();
+  while (ExecuteNext()) {
+  }
+  m_lock.Lock();
+  Task* const shutdownTask = m_shutdownTask;
+  m_lock.Unlock();
+  if (shutdownTask != nullptr) {
+    shutdownTask->Execute();
+    shutdownTask->Dispose();
+  }
+  m_lock.Lock();
+  m_shutdownTask = nullptr;
+  m_state = LoopIdle;
+  m_runner = 0;
+  m_shutdownEvent.Set();
+  m_lock.Unlock();
+}
+
+void WorkLoopImpl::AgePriorityQueue() {
+  for (QueuedTask* record = m_priorizedHead; record != nullptr;) {
+    QueuedTask* const next = record->m_next;  // not aged yet; moving `record` leaves it in place
+    record->m_dueOrAge += 1;
+    record->m_effectivePriority += record->m_dueOrAge;
+    QueuedTask* const predecessor = record->m_prev;
+    if (predecessor != nullptr && predecessor->m_effectivePriority < record->m_effectivePriority) {
+      Unlink(m_priorizedHead, record);
+      QueuedTask* stop = predecessor->m_prev;
+      while (stop != nullptr && stop->m_effectivePriority < record->m_effectivePriority) {
+        stop = stop->m_prev;
+      }
+      // Directly behind the first record whose priority is not lower, or at the head.
+      QueuedTask* const behind = stop != nullptr ? stop->m_next : m_priorizedHead;
+      record->m_prev = stop;
+      record->m_next = behind;
+      behind->m_prev = record;
+      if (stop != nullptr) {
+        stop->m_next = record;
+      } else {
+        m_priorizedHead = record;
+      }
+    }
+    record = next;
+  }
+}
+
+void WorkLoopImpl::PromoteDueRecords(Tevrol::Tick now) {
+  while (m_delayedHead != nullptr) {
+    QueuedTask* const record = m_delayedHead;
+    if (detail::TickIsLater(record->m_dueOrAge, now) && m_state != LoopShuttingDown) {
+      break;
+    }
+    Unlink(m_delayedHead, record);
+    record->m_dueOrAge = 0;
+    InsertPriorizedTask(record);
+  }
+}
+
+bool WorkLoopImpl::ExecuteNext() {
+  m_lock.Lock();
+  if (m_state == LoopShuttingDown && !HasTasks()) {
+    m_lock.Unlock();
+    return false;
+  }
+  // The record to run is chosen before ageing and promotion.
+  QueuedTask* const record = m_priorizedHead;
+  if (record != nullptr) {
+    Unlink(m_priorizedHead, record);
+  }
+  const Tevrol::Tick now = ThreadHelper::GetTickCount();
+  AgePriorityQueue();
+  PromoteDueRecords(now);
+  m_current = record;
+  m_lock.Unlock();
+
+  if (record != nullptr) {
+    if (!record->m_cancelled) {
+      record->m_task->Execute();
+    }
+    record->m_task->Dispose();
+  }
+
+  m_lock.Lock();
+  if (record != nullptr) {
+    m_current = nullptr;
+    m_pool.Free(record);
+  }
+  if (m_priorizedHead != nullptr || m_state == LoopShuttingDown) {
+    m_lock.Unlock();
+    return true;
+  }
+  // Reset under m_lock after the last look at the queues: every queueing
+  // operation sets the event under m_lock, so no wake-up is lost.
+  m_wakeEvent.Reset();
+  if (m_delayedHead == nullptr) {
+    m_lock.Unlock();
+    m_wakeEvent.Wait();
+    return true;
+  }
+  const std::int32_t remaining =
+      detail::TickDifference(m_delayedHead->m_dueOrAge, ThreadHelper::GetTickCount());
+  m_lock.Unlock();
+  if (remaining > 0) {
+    m_wakeEvent.WaitFor(static_cast<Tevrol::ULong>(remaining));
+  }
+  return true;
+}

@@ -1,0 +1,83 @@
+#ifndef TEVROL_TESTS_WORKLOOP_JOURNAL_H
+#define TEVROL_TESTS_WORKLOOP_JOURNAL_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "threads/ThreadHelper.h"
+#include "workloop/Task.h"
+
+// The order in which the tasks of a test ran: "T1" for an Execute, "~T1" for
+// a Dispose. Tests wait for entries instead of sleeping for a guess.
+class Journal {
+ public:
+  void Add(std::string entry) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_entries.push_back(std::move(entry));
+    m_changed.notify_all();
+  }
+  std::vector<std::string> Entries() {
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_entries;
+  }
+  // The Executes alone, in order.
+  std::vector<std::string> Executed() {
+    std::vector<std::string> executed;
+    for (auto const& entry : Entries()) {
+      if (entry[0] != '~') executed.push_back(entry);
+    }
+    return executed;
+  }
+  // Waits (at most 30 s, to turn a hang into a failure) for `entry`.
+  bool WaitFor(std::string const& entry) {
+    std::unique_lock<std::mutex> guard(m_lock);
+    return m_changed.wait_for(guard, std::chrono::seconds(30), [&] {
+      for (auto const& e : m_entries) {
+        if (e == entry) return true;
+      }
+      return false;
+    });
+  }
+
+ private:
+  std::mutex m_lock;
+  std::condition_variable m_changed;
+  std::vector<std::string> m_entries;
+};
+
+// A task that writes its name to a journal and counts its calls. The work
+// loop never deletes it: the test owns it.
+class JournalTask : public Task {
+ public:
+  JournalTask(Journal& journal, std::string name, std::function<void()> onExecute = {})
+      : m_journal(journal), m_name(std::move(name)), m_onExecute(std::move(onExecute)) {}
+
+  void Execute() override {
+    executeThread.store(ThreadHelper::GetCurrentThreadID());
+    executeTick.store(ThreadHelper::GetTickCount());
+    executes.fetch_add(1);
+    m_journal.Add(m_name);
+    if (m_onExecute) m_onExecute();
+  }
+  void Dispose() override {
+    disposes.fetch_add(1);
+    m_journal.Add("~" + m_name);
+  }
+
+  std::atomic<int> executes{0};
+  std::atomic<int> disposes{0};
+  std::atomic<Tevrol::ThreadId> executeThread{0};
+  std::atomic<Tevrol::Tick> executeTick{0};
+
+ private:
+  Journal& m_journal;
+  std::string m_name;
+  std::function<void()> m_onExecute;
+};
+
+#endif

@@ -1,0 +1,169 @@
+// The order in which a work loop runs what it is given: priorities, ageing,
+// hand-over order, due times across the tick wrap.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "threads/Tick.h"
+#include "threads/TickOffsetForTesting.h"
+#include "workloop/Journal.h"
+#include "workloop/WorkLoopImpl.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+// Owns a loop and the tasks of one test; tasks are queued on the idle loop,
+// then Run, and the test waits for the last entry it expects.
+struct LoopFixture : ::testing::Test {
+  WorkLoop* loop = WorkLoop::CreateInstance();
+  Journal journal;
+  std::vector<std::unique_ptr<JournalTask>> tasks;
+
+  ~LoopFixture() override { WorkLoop::DeleteInstance(loop); }
+  void TearDown() override { detail::SetTickOffsetForTesting(0); }
+
+  JournalTask* Make(std::string name, std::function<void()> onExecute = {}) {
+    tasks.push_back(std::make_unique<JournalTask>(journal, std::move(name), std::move(onExecute)));
+    return tasks.back().get();
+  }
+  Tevrol::ULong Post(JournalTask* task, std::uint32_t priority) {
+    return loop->PerformTask(task, static_cast<WorkLoop::EPriorityValue>(priority));
+  }
+  Tevrol::ULong PostDelayed(JournalTask* task, Tevrol::ULong delay, std::uint32_t priority = 16) {
+    return loop->PerformTaskDelayed(task, delay, static_cast<WorkLoop::EPriorityValue>(priority));
+  }
+  void RunUntil(std::string const& last) {
+    ASSERT_TRUE(loop->Run());
+    ASSERT_TRUE(journal.WaitFor(last));
+  }
+};
+
+using WorkLoopOrderTest = LoopFixture;
+
+TEST_F(WorkLoopOrderTest, QueueIdsCountFromOneAcrossBothOperations) {
+  EXPECT_EQ(Post(Make("a"), 16), 1u);
+  EXPECT_EQ(PostDelayed(Make("b"), 1000), 2u);
+  EXPECT_EQ(loop->PerformTask(nullptr, WorkLoop::PriorityNormal), 0u);
+  EXPECT_EQ(loop->PerformTaskDelayed(nullptr, 0, WorkLoop::PriorityNormal), 0u);
+  EXPECT_EQ(Post(Make("c"), 16), 3u);
+  WorkLoop* other = WorkLoop::CreateInstance();
+  EXPECT_EQ(other->PerformTask(tasks[0].get(), WorkLoop::PriorityNormal),
+            1u);  // each loop counts for itself
+  WorkLoop::DeleteInstance(other);
+}
+
+// T1 (20), T2 (16), T3 (16), and T4 (18) handed over while T1 or T2 runs:
+// after the first pass T2 and T3 stand at 17, after the second T3 at 19.
+TEST_F(WorkLoopOrderTest, AgeingLiftsWaitingTasksByTheirAge) {
+  const struct {
+    char const* t4QueuedBy;
+    Names order;
+  } cases[] = {
+      {"", {"T1", "T2", "T3"}},
+      {"T1", {"T1", "T4", "T2", "T3"}},
+      {"T2", {"T1", "T2", "T3", "T4"}},
+  };
+  for (auto const& c : cases) {
+    SCOPED_TRACE(c.t4QueuedBy);
+    Journal journal;
+    WorkLoop* loop = WorkLoop::CreateInstance();
+    JournalTask t4(journal, "T4");
+    std::function<void()> queueT4 = [&] {
+      loop->PerformTask(&t4, static_cast<WorkLoop::EPriorityValue>(18));
+    };
+    JournalTask t1(journal, "T1", std::string(c.t4QueuedBy) == "T1" ? queueT4 : nullptr);
+    JournalTask t2(journal, "T2", std::string(c.t4QueuedBy) == "T2" ? queueT4 : nullptr);
+    JournalTask t3(journal, "T3");
+    loop->PerformTask(&t1, static_cast<WorkLoop::EPriorityValue>(20));
+    loop->PerformTask(&t2, WorkLoop::PriorityNormal);
+    loop->PerformTask(&t3, WorkLoop::PriorityNormal);
+    loop->Run();
+    ASSERT_TRUE(journal.WaitFor("~" + c.order.back()));
+    WorkLoop::DeleteInstance(loop);
+    EXPECT_EQ(journal.Executed(), c.order);
+  }
+}
+
+TEST_F(WorkLoopOrderTest, EqualPrioritiesKeepHandOverOrderAndHigherOnesOvertake) {
+  Post(Make("A"), 16);
+  Post(Make("B"), 16);
+  Post(Make("C"), 17);
+  PostDelayed(Make("P"), 0);  // due at once, but a pass later than a direct hand-over
+  Post(Make("D"), 16);
+  RunUntil("~P");
+  EXPECT_EQ(journal.Executed(), Names({"C", "A", "B", "D", "P"}));
+}
+
+// With age n a task stands at its priority + n(n+1)/2: a task of priority 0
+// behind a steady stream of priority 100 passes the newcomers at 105, after
+// 14 passes.
+TEST_F(WorkLoopOrderTest, LowPriorityTaskOvertakesAStreamAfterFourteenPasses) {
+  JournalTask* zero = Make("zero");
+  int streamed = 0;
+  JournalTask* stream = Make("S", [&] {
+    if (zero->executes.load() == 0 && ++streamed < 30) Post(tasks[1].get(), 100);
+  });
+  Post(stream, 100);
+  Post(zero, 0);
+  RunUntil("zero");
+  const Names executed = journal.Executed();
+  EXPECT_EQ(std::find(executed.begin(), executed.end(), "zero") - executed.begin(), 14);
+}
+
+TEST_F(WorkLoopOrderTest, DelayedTasksRunByDueTimeAndEqualTimesInHandOverOrder) {
+  PostDelayed(Make("late"), 120);
+  PostDelayed(Make("first"), 30);
+  PostDelayed(Make("same1"), 60);
+  PostDelayed(Make("same2"), 60);
+  PostDelayed(Make("same3"), 60);
+  RunUntil("~late");
+  EXPECT_EQ(journal.Executed(), Names({"first", "same1", "same2", "same3", "late"}));
+  for (auto const& task : tasks) EXPECT_EQ(task->disposes.load(), 1);
+}
+
+// Work that becomes due while a long task runs is promoted in the next pass,
+// behind that pass's choice, whatever its priority.
+TEST_F(WorkLoopOrderTest, DueTaskWaitsBehindThePassThatPromotesIt) {
+  JournalTask* urgent = Make("urgent");
+  Post(Make("long",
+            [&] {
+              PostDelayed(urgent, 20, 1000);
+              ThreadHelper::Sleep(100);
+            }),
+       16);
+  Post(Make("next"), 16);
+  RunUntil("urgent");
+  EXPECT_EQ(journal.Executed(), Names({"long", "next", "urgent"}));
+}
+
+TEST_F(WorkLoopOrderTest, DueTimesAcrossTheTickWrapRunInTimeOrder) {
+  // The count starts 100 ms before 2^32: due times fall on both sides of the wrap.
+  detail::SetTickOffsetForTesting(0u - ThreadHelper::GetTickCount() - 100u);
+  const Tevrol::Tick start = ThreadHelper::GetTickCount();
+  const Tevrol::ULong delays[] = {250, 50, 150};
+  for (Tevrol::ULong delay : delays) PostDelayed(Make("d" + std::to_string(delay)), delay);
+  RunUntil("d250");
+  EXPECT_EQ(journal.Executed(), Names({"d50", "d150", "d250"}));
+  for (size_t i = 0; i < 3; ++i) {
+    const Tevrol::Tick ran = tasks[i]->executeTick.load();
+    EXPECT_GE(detail::TickDifference(ran, start + delays[i]), 0) << "ran early: row " << i;
+    if (delays[i] > 100) {
+      EXPECT_LT(ran, 0x10000u) << "row " << i;
+    }
+  }
+}
+
+// A due time 2^31 ms or more ahead reads as one in the past. (Exactly 2^31
+// ahead turns into the future again once a millisecond has passed.)
+TEST_F(WorkLoopOrderTest, DelayOfHalfTheTickRangeOrMoreIsDueAtOnce) {
+  PostDelayed(Make("far"), 0x80000000u + 60000u);
+  PostDelayed(Make("farther"), 0xFFFFFFFFu);
+  RunUntil("farther");
+  EXPECT_EQ(journal.Executed().size(), 2u);
+}
+
+}  // namespace
