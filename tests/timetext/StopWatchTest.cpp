@@ -7,22 +7,14 @@
 
 namespace {
 
-struct StopWatchTest : testing::Test {
-  void TearDown() override { detail::SetTickOffsetForTesting(0); }
-};
-
-TEST_F(StopWatchTest, ElapsedTimeHoldsAcrossTheWrap) {
+TEST(StopWatchTest, ElapsedTimeHoldsAcrossTheWrap) {
   const Tevrol::Tick offset = 0xFFFFFFF0u - PDStdOperations::GetTickCount();
   detail::SetTickOffsetForTesting(offset);
-  StopWatch watch;
-  EXPECT_LT(watch.GetTimeElapsed(), 1000u);
+  StopWatch watch;                               // starts near 0xFFFFFFF0
   detail::SetTickOffsetForTesting(offset + 21);  // the tick now stands just past 2^32
-  EXPECT_LT(PDStdOperations::GetTickCount(), 0x10000000u);
-  const Tevrol::ULong elapsed = watch.GetTimeElapsed();
-  EXPECT_GE(elapsed, 21u);
-  EXPECT_LT(elapsed, 21u + 10000u);
-  watch.Reset();
-  EXPECT_LT(watch.GetTimeElapsed(), 1000u);
+  EXPECT_GE(watch.GetTimeElapsed(), 21u);
+  EXPECT_LT(watch.GetTimeElapsed(), 21u + 10000u);
+  detail::SetTickOffsetForTesting(0);  // only EXPECTs above: the end is always reached
 }
 
 }  // namespace

@@ -2,255 +2,176 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "timetext/TimeDatePD.h"
 
 namespace {
 
-using Tevrol::Long;
 using Tevrol::ULong;
 
-// Sets TZ for the life of the object and restores what was there.
-class ScopedTZ {
- public:
-  explicit ScopedTZ(const char* zone) : m_had(std::getenv("TZ") != nullptr) {
-    m_old = m_had ? std::getenv("TZ") : "";
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~ScopedTZ() {
-    m_had ? setenv("TZ", m_old.c_str(), 1) : unsetenv("TZ");
-    tzset();
-  }
+// Time-zone tests set TZ through Use; TearDown puts back what the process had.
+const bool kHadTZ = std::getenv("TZ") != nullptr;
+const std::string kSavedTZ = kHadTZ ? std::getenv("TZ") : "";
 
- private:
-  bool m_had;
-  std::string m_old;
+struct TimeDateTest : testing::Test {
+  static void Use(const char* zone) {
+    zone != nullptr ? setenv("TZ", zone, 1) : unsetenv("TZ");
+    tzset();
+  }
+  void TearDown() override { Use(kHadTZ ? kSavedTZ.c_str() : nullptr); }
 };
 
-const char* const kZones[] = {
-    "UTC0",         "CET-1CEST,M3.5.0,M10.5.0/3",  "EST5EDT,M3.2.0,M11.1.0",
-    "<+0530>-5:30", "NZST-12NZDT,M9.5.0,M4.1.0/3", "<-0330>3:30"};
+// clang-format off
+const char* const kZones[] = {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "EST5EDT,M3.2.0,M11.1.0",
+                              "<+0530>-5:30", "NZST-12NZDT,M9.5.0,M4.1.0/3", "<-0330>3:30"};
+// clang-format on
 
-TEST(TimeDateTest, CountsBreakDownInUtcInEveryZone) {
-  struct Case {
-    bool gps;
-    ULong count;
-    int second, minute, hour, day, month;
-    Long year;
-    int dayOfWeek, dayOfYear;
-  } const cases[] = {{false, 1, 1, 0, 0, 1, 1, 1970, 4, 1},
-                     {false, 1173085501, 1, 5, 9, 5, 3, 2007, 1, 64},
-                     {false, 951782400, 0, 0, 0, 29, 2, 2000, 2, 60},
-                     {false, 0xFFFFFFFF, 15, 28, 6, 7, 2, 2106, 0, 38},
-                     {true, 1, 1, 0, 0, 1, 6, 1980, 0, 153},
-                     {true, 0xFFFFFFFF, 15, 28, 6, 8, 7, 2116, 3, 190}};
-  EXPECT_EQ(TimeDate::GetTimeForFirstGPSDay(), 328665600u);
+// Every field a conversion fills, as "2007-03-05 09:05:01 w1 d64".
+std::string Fields(const TimeDate& d) {
+  char t[96];
+  std::snprintf(t, sizeof t, "%04d-%02d-%02d %02d:%02d:%02d w%d d%d", int(d.m_year), d.m_month,
+                d.m_day, d.m_hour, d.m_minute, d.m_second, d.m_dayOfWeek, d.m_dayOfYear);
+  return t;
+}
+
+TEST_F(TimeDateTest, CountsBreakDownInUtcInEveryZone) {
+  // clang-format off
+  const std::tuple<bool, ULong, const char*> rows[] = {  // GPS time?, count, fields
+      {false, 1, "1970-01-01 00:00:01 w4 d1"},          {false, 1173085501, "2007-03-05 09:05:01 w1 d64"},
+      {false, 951782400, "2000-02-29 00:00:00 w2 d60"}, {false, 0xFFFFFFFF, "2106-02-07 06:28:15 w0 d38"},
+      {true, 1, "1980-06-01 00:00:01 w0 d153"},         {true, 0xFFFFFFFF, "2116-07-08 06:28:15 w3 d190"},
+      {false, 0, "-001--1--1 -1:-1:-1 w-1 d0"},         {true, 0, "-001--1--1 -1:-1:-1 w-1 d0"}};
+  // clang-format on
   for (const char* zone : kZones) {
-    ScopedTZ tz(zone);
-    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-      const Case& c = cases[i];
-      SCOPED_TRACE(testing::Message() << zone << " row " << i);
+    Use(zone);
+    for (const auto& [gps, count, fields] : rows) {
       TimeDate date;
-      EXPECT_EQ(c.gps ? date.SetGPSTime(c.count) : date.SetCalendarTime(c.count), 1);
-      const int fields[] = {date.m_second, date.m_minute,    date.m_hour,        date.m_day,
-                            date.m_month,  date.m_dayOfWeek, date.GetDayOfYear()};
-      const int expected[] = {c.second, c.minute, c.hour, c.day, c.month, c.dayOfWeek, c.dayOfYear};
-      for (int f = 0; f < 7; ++f) EXPECT_EQ(fields[f], expected[f]) << "field " << f;
-      EXPECT_EQ(date.m_year, c.year);
+      EXPECT_EQ(gps ? date.SetGPSTime(count) : date.SetCalendarTime(count), count != 0 ? 1 : 0);
+      EXPECT_EQ(Fields(date), fields) << zone;
     }
   }
-}
-
-TEST(TimeDateTest, CountZeroMeansNoDate) {
   TimeDate date(0);
-  const int cleared[] = {date.m_second,   date.m_minute, date.m_hour,
-                         date.m_day,      date.m_month,  static_cast<int>(date.m_year),
-                         date.m_dayOfWeek};
-  for (int value : cleared) EXPECT_EQ(value, -1);
-  EXPECT_EQ(date.m_dayOfYear, 0);
-  EXPECT_EQ(date.GetCalendarTime(), 0u);
-  EXPECT_EQ(TimeDate().m_dayOfWeek, 0);
-  date.SetCalendarTime(1173085501);
-  EXPECT_EQ(date.SetCalendarTime(0), 0);
-  EXPECT_EQ(date.m_dayOfYear, 64);  // left as it was
-  EXPECT_EQ(date.m_dayOfWeek, -1);
-  date.SetCalendarTime(1);
-  EXPECT_EQ(date.SetGPSTime(0), 0);
-  EXPECT_EQ(date.m_year, -1);
+  EXPECT_TRUE(Fields(date) == "-001--1--1 -1:-1:-1 w-1 d0" && date.GetCalendarTime() == 0);
+  // m_dayOfYear is left as it was.
+  EXPECT_TRUE(date.SetCalendarTime(1173085501) && !date.SetCalendarTime(0) &&
+              date.m_dayOfYear == 64);
 }
 
-TEST(TimeDateTest, CalendarRoundTripHoldsInEveryZone) {
-  std::vector<ULong> counts = {1,          2,          3599,       3600,       3601,
-                               86399,      1174784399, 1174784400, 1193533199, 1193533200,
-                               1173596399, 1173596400, 1194155999, 1194156000, 0x7FFFFFFF,
-                               0x80000000, 0xFFFFFFFE, 0xFFFFFFFF};
+TEST_F(TimeDateTest, CalendarRoundTripHoldsInEveryZone) {
+  // Around the 2007 changes of CET and EST, 2038 and the ends of the range, then a sweep.
+  // clang-format off
+  std::vector<ULong> counts = {1, 2, 3599, 3600, 86399, 1174784399, 1174784400, 1193533199, 1193533200,
+                               1173596399, 1173596400, 1194155999, 1194156000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+  // clang-format on
   for (ULong n = 12345; n < 0xFFF00000u; n += 4294967u + 1801u) counts.push_back(n);
   for (const char* zone : kZones) {
-    ScopedTZ tz(zone);
-    for (ULong n : counts) {
-      EXPECT_EQ(TimeDate(n).GetCalendarTime(), n) << zone << " count " << n;
-    }
+    Use(zone);
+    for (ULong n : counts) EXPECT_EQ(TimeDate(n).GetCalendarTime(), n) << zone << " count " << n;
   }
 }
 
-TEST(TimeDateTest, ClockReadingsAreUtc) {
-  ScopedTZ tz("CET-1CEST,M3.5.0,M10.5.0/3");
+TEST_F(TimeDateTest, ClockReadingsAreUtc) {
+  Use(kZones[1]);
   const std::time_t before = std::time(nullptr);
   TimeDate now;
   now.GetLocalTime();
-  const ULong gps = TimeDate::GetGPSTime();
-  char stamp[20];
-  std::memset(stamp, 'x', sizeof stamp);
+  char stamp[20] = "xxxxxxxxxxxxxxxxxxx", expected[2][20];
   TimeDate::GetTimeStamp(stamp);
   const std::time_t after = std::time(nullptr);
-  EXPECT_GE(now.GetCalendarTime(), static_cast<ULong>(before));
-  EXPECT_LE(now.GetCalendarTime(), static_cast<ULong>(after));
-  EXPECT_GE(gps, static_cast<ULong>(before - 328665600));
-  EXPECT_LE(gps, static_cast<ULong>(after - 328665600));
-  EXPECT_EQ(stamp[16], 'x');
-  std::string expected[2];
-  for (int i = 0; i < 2; ++i) {
+  EXPECT_TRUE(now.GetCalendarTime() >= before && now.GetCalendarTime() <= after);
+  const ULong gps = TimeDate::GetGPSTime();  // read last: it may lie one second behind `after`
+  EXPECT_TRUE(gps >= before - 328665600 && gps <= after + 1 - 328665600) << gps;
+  for (std::time_t t : {before, after}) {
     std::tm fields;
-    char text[32];
-    const std::time_t t = i == 0 ? before : after;
-    std::strftime(text, sizeof text, "%Y%m%d_%H%M%S", gmtime_r(&t, &fields));
-    expected[i] = text;
+    std::strftime(expected[t != before], 20, "%Y%m%d_%H%M%S", gmtime_r(&t, &fields));
   }
-  EXPECT_TRUE(stamp == expected[0] || stamp == expected[1]) << stamp;
+  EXPECT_TRUE(stamp == std::string(expected[0]) || stamp == std::string(expected[1])) << stamp;
+  EXPECT_EQ(stamp[16], 'x');
 }
 
-TEST(TimeDateTest, OffsetsAndConversionToLocalTime) {
+TEST_F(TimeDateTest, OffsetsConversionToLocalTimeAndLeapYears) {
   const TimeZone berlin = {7, -60, -60, 0};
-  struct Case {
-    int mode;
-    Long offset;
-    const char* converted;  // 2007-03-05 09:05:01 UTC moved by the offset
-  } const cases[] = {{0, -3600, "Mo, 5.3.07 10:05"},
-                     {1, -3600, "Mo, 5.3.07 10:05"},
-                     {2, -7200, "Mo, 5.3.07 11:05"},
-                     {3, static_cast<Long>(0xDEADBEEFu), nullptr},
-                     {-1, static_cast<Long>(0xDEADBEEFu), nullptr}};
-  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-    const auto mode = static_cast<TimeDate::DSTMode>(cases[i].mode);
-    EXPECT_EQ(TimeDate::GetLocalTimeOffset(berlin, mode), cases[i].offset) << "row " << i;
-    if (cases[i].converted != nullptr) {
-      TimeDate date(1173085501);
-      char text[19] = "";
-      EXPECT_EQ(date.ConvertUTCToLocalTime(berlin, mode), 1);
-      date.Format(text, TimeDate::FormatDateTime);
-      EXPECT_STREQ(text, cases[i].converted) << "row " << i;
+  const Tevrol::Long offsets[] = {-3600, -3600, -7200, Tevrol::Long(0xDEADBEEFu)};  // modes 0 to 3
+  for (int mode = -1; mode < 4; ++mode) {
+    TimeDate date(1173085501);  // 09:05:01 UTC
+    EXPECT_EQ(TimeDate::GetLocalTimeOffset(berlin, TimeDate::DSTMode(mode)),
+              offsets[mode < 0 ? 3 : mode]);
+    EXPECT_EQ(date.ConvertUTCToLocalTime(berlin, TimeDate::DSTMode(mode)), 1);
+    EXPECT_TRUE(mode == 3 || mode < 0 || date.m_hour == 10 + mode / 2) << "mode " << mode;
+  }
+  // 2^31 minutes are 0 seconds modulo 2^32, as on the 32-bit target, with no overflow.
+  EXPECT_EQ(TimeDate::GetLocalTimeOffset({0, INT32_MAX, 0, 1}, TimeDate::DSTModeStandard), 0);
+  TimeDate none;  // reads as 0: stays without a date under offset 0, else moves from 0
+  EXPECT_EQ(none.ConvertUTCToLocalTime({0, 0, 0, 0}, TimeDate::DSTModeUnset), 0);
+  EXPECT_TRUE(none.ConvertUTCToLocalTime(berlin, TimeDate::DSTModeUnset) &&
+              none.GetCalendarTime() == 3600);
+  for (ULong y : {4, 1500, 1580, 1584, 1600, 2000}) EXPECT_TRUE(TimeDate::IsLeapYear(y)) << y;
+  for (ULong y : {1, 1582, 1700, 1900, 2100, 2023}) EXPECT_FALSE(TimeDate::IsLeapYear(y)) << y;
+}
+
+TEST_F(TimeDateTest, ComparisonsTakeFieldsInOrder) {
+  // Ascending; each step raises one field while the fields behind it fall.
+  const ULong ascending[] = {1167609599, 1167609600, 1170287999, 1170288000, 1170291599,
+                             1170291600, 1170291659, 1170291660, 1170291661};
+  for (size_t i = 0; i < 9; ++i) {
+    for (size_t j = 0; j < 9; ++j) {
+      TimeDate a(ascending[i]), b(ascending[j]);
+      a.m_dayOfWeek = a.m_dayOfYear = 9;  // take no part
+      const std::string results = {a > b, a == b, a >= b, a < b, a <= b};
+      EXPECT_EQ(results, std::string({i > j, i == j, i >= j, i < j, i <= j})) << i << " " << j;
     }
   }
-  // 2^31 minutes times 60 wraps as 32-bit arithmetic does, without overflow.
-  EXPECT_EQ(TimeDate::GetLocalTimeOffset({0, INT32_MAX, 0, 1}, TimeDate::DSTModeStandard), 0);
-  TimeDate none;
-  EXPECT_EQ(none.ConvertUTCToLocalTime({0, 0, 0, 0}, TimeDate::DSTModeUnset), 0);
-  EXPECT_EQ(none.m_year, -1);
-  EXPECT_EQ(none.ConvertUTCToLocalTime(berlin, TimeDate::DSTModeUnset), 1);
-  EXPECT_EQ(none.GetCalendarTime(), 3600u);
 }
 
-TEST(TimeDateTest, LeapYearsFollowThe1582Rule) {
-  const ULong leap[] = {4, 1500, 1580, 1584, 1600, 2000, 2024};
-  const ULong common[] = {1, 1500 + 2, 1582, 1700, 1900, 2100, 2023};
-  for (ULong year : leap) EXPECT_TRUE(TimeDate::IsLeapYear(year)) << year;
-  for (ULong year : common) EXPECT_FALSE(TimeDate::IsLeapYear(year)) << year;
-}
-
-TEST(TimeDateTest, ComparisonsOrderFieldsInSequence) {
-  struct Case {
-    void (*change)(TimeDate&);
-    int order;  // of the changed copy against the original
-  } const cases[] = {
-      {[](TimeDate& d) { d.m_dayOfWeek = 5, d.m_dayOfYear = 9; }, 0},
-      {[](TimeDate& d) { d.m_second++; }, 1},
-      {[](TimeDate& d) { d.m_minute--, d.m_second = 59; }, -1},
-      {[](TimeDate& d) { d.m_hour++, d.m_minute = 0; }, 1},
-      {[](TimeDate& d) { d.m_day--, d.m_hour = 23; }, -1},
-      {[](TimeDate& d) { d.m_month++, d.m_day = 1; }, 1},
-      {[](TimeDate& d) { d.m_year--, d.m_month = 12; }, -1},
-      {[](TimeDate& d) { d.m_year = -2007; }, -1},  // signed: not a large unsigned year
-  };
-  const TimeDate original(1173085501);
-  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-    TimeDate changed = original;
-    cases[i].change(changed);
-    const int order = cases[i].order;
-    EXPECT_EQ(changed > original, order > 0) << "row " << i;
-    EXPECT_EQ(changed == original, order == 0) << "row " << i;
-    EXPECT_EQ(changed >= original, order >= 0) << "row " << i;
-    EXPECT_EQ(changed < original, order < 0) << "row " << i;
-    EXPECT_EQ(changed <= original, order <= 0) << "row " << i;
-    EXPECT_EQ(original > changed, order < 0) << "row " << i;
-  }
-}
-
-TEST(TimeDateTest, FormatTexts) {
+TEST_F(TimeDateTest, FormatTexts) {
   TimeDate wild(1173085501);
-  wild.m_dayOfWeek = 9;
-  wild.m_day = wild.m_month = wild.m_hour = wild.m_minute = SHRT_MIN;
-  wild.m_year = INT32_MIN;
-  struct Case {
-    TimeDate date;
-    int format;
-    const char* expected;
-  } const cases[] = {
+  wild.m_dayOfWeek = 9, wild.m_day = wild.m_month = -32768;
+  // clang-format off
+  const std::tuple<TimeDate, int, const char*> rows[] = {
       {TimeDate(1173085501), 0, "Mo, 5.3.07"}, {TimeDate(1173085501), 1, "Mo, 5.3.07 09:05"},
       {TimeDate(1), 1, "Do, 1.1.70 00:00"},    {TimeDate(1199145599), 1, "Mo, 31.12.07 23:59"},
       {TimeDate(951782400), 0, "Di, 29.2.00"}, {TimeDate(0xFFFFFFFF), 1, "So, 7.2.06 06:28"},
       {TimeDate(1173085501), 2, "untouched"},  {TimeDate(0), 0, "untouched"},
       {wild, 1, "??, -32768.-32768."}};  // cut to 18 characters
-  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-    char text[24] = "untouched";
-    std::memset(text + 10, 'x', sizeof text - 10);
-    cases[i].date.Format(text, static_cast<TimeDate::TimeFormat>(cases[i].format));
-    EXPECT_STREQ(text, cases[i].expected) << "row " << i;
-    EXPECT_EQ(text[19], 'x') << "row " << i;
+  // clang-format on
+  for (const auto& [date, format, expected] : rows) {
+    char text[24] = "untouched\0xxxxxxxxxxxxx";
+    date.Format(text, TimeDate::TimeFormat(format));
+    EXPECT_STREQ(text, expected);
+    EXPECT_EQ(text[19], 'x') << expected;
   }
 }
 
-// What SetLocalTime would hand to settimeofday; the clock is never set.
-std::int64_t handedOver = 0;
-int handOverResult = 0;
-int RecordHandOver(std::int64_t seconds) {
-  handedOver = seconds;
-  return handOverResult;
-}
-
-struct RecordingSetter {
-  RecordingSetter() { detail::SetSystemTimeSetterForTesting(&RecordHandOver); }
-  ~RecordingSetter() { detail::SetSystemTimeSetterForTesting(nullptr); }
-};
-
-TEST(TimeDateTest, SetLocalTimeHandsTheFieldsReadInTheProcessZone) {
-  RecordingSetter recording;
-  struct Case {
-    const char* zone;
-    ULong fields;  // the calendar time whose fields are set
-    std::int64_t expected;
-  } const cases[] = {{"UTC0", 1173085501, 1173085501},
-                     {"CET-1CEST,M3.5.0,M10.5.0/3", 1173085501, 1173085501 - 3600},
-                     {"CET-1CEST,M3.5.0,M10.5.0/3", 1183291200, 1183291200 - 3600},  // no DST
-                     {"EST5EDT,M3.2.0,M11.1.0", 1183291200, 1183291200 + 5 * 3600}};
-  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-    ScopedTZ tz(cases[i].zone);
-    handedOver = 0;
-    handOverResult = static_cast<int>(i % 2) - 1;
-    EXPECT_EQ(TimeDate(cases[i].fields).SetLocalTime(), handOverResult) << "row " << i;
-    EXPECT_EQ(handedOver, cases[i].expected) << "row " << i;
+TEST_F(TimeDateTest, SetLocalTimeHandsTheFieldsReadInTheProcessZone) {
+  // Sees what would go to settimeofday, so the clock is never set; the system's answer goes back.
+  static std::int64_t handedOver;
+  detail::SetSystemTimeSetterForTesting([](std::int64_t seconds) {
+    handedOver = seconds;
+    return seconds % 2 == 0 ? 0 : -1;
+  });
+  // Fields of a calendar time, the zone, and what the zone makes of them without daylight saving.
+  // clang-format off
+  const std::tuple<ULong, const char*, std::int64_t> rows[] = {
+      {1173085501, "UTC0", 1173085501},          {1173085501, kZones[1], 1173085501 - 3600},
+      {1183291200, kZones[1], 1183291200 - 3600}, {1183291200, kZones[2], 1183291200 + 5 * 3600}};
+  // clang-format on
+  for (const auto& [fields, zone, expected] : rows) {
+    Use(zone);
+    EXPECT_EQ(TimeDate(fields).SetLocalTime(), expected % 2 == 0 ? 0 : -1) << zone;
+    EXPECT_EQ(handedOver, expected) << zone;
   }
   TimeDate farPast(1);
   farPast.m_year = INT32_MIN;
   handedOver = 0;
-  EXPECT_EQ(TimeDate().SetLocalTime(), -1);
-  EXPECT_EQ(farPast.SetLocalTime(), -1);
-  EXPECT_EQ(handedOver, 0);
+  EXPECT_TRUE(TimeDate().SetLocalTime() == -1 && farPast.SetLocalTime() == -1 && handedOver == 0);
+  detail::SetSystemTimeSetterForTesting(nullptr);  // only EXPECTs above: always reached
 }
 
 }  // namespace
