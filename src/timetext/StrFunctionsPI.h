@@ -16,7 +16,7 @@ class TEVROL_EXPORT StrFunctionsPI {
  public:
   // True for the same pointer (both null too); false when one is null.
   static bool strEqual(char const* a, char const* b);
-  // strcmp: bytes compared unsigned, result any sign-carrying value.
+  // strcmp after the null rule: bytes compare unsigned; only the sign counts.
   static Tevrol::Long StrCmp(char const* a, char const* b);
   // Stops with 0 at the first zero unit on either side, so a prefix compares
   // equal; otherwise the first differing units, a minus b.
@@ -30,13 +30,14 @@ class TEVROL_EXPORT StrFunctionsPI {
   // Without ignoreCase: strncmp. With it: -1, 0 or 1 (not a position) by the
   // lower rule over at most n bytes. n below 1 gives 0 either way.
   static Tevrol::Long StrNCmp(char const* a, char const* b, Tevrol::Long n, bool ignoreCase);
-  // In place, every byte up to the terminator.
+  // In place, every byte up to the terminator; null is ignored.
   static void StrLwr(char* s);
   static void StrUpr(char* s);
 
   // Writes `value` in `radix` (2 to 36, digits "0-9A-Z") with a leading "-"
   // when negative; gives `buffer` back. The caller provides the room: a sign,
-  // 32 digits and a terminator.
+  // 32 digits and a terminator. 0 is "0" in any radix; another value in a
+  // radix outside 2 to 36 is "". A null buffer is not written to.
   static char* IToA(Tevrol::Long value, char* buffer, Tevrol::Long radix);
   // Hexadecimal text to number, scanned from the left: 0x2A-0x3F count as
   // digits of value c & 0x0F ("*" is 10, "?" 15), a-f/A-F as 10-15, blanks
@@ -45,21 +46,25 @@ class TEVROL_EXPORT StrFunctionsPI {
   static Tevrol::ULong axtoi(char const* s);
 
   // Index from the beginning of `s` of the first `c` at or after `start`,
-  // or -1. The terminator is never found (c == 0 gives -1). `start` must lie
-  // within the text, at most on its terminator.
+  // or -1. The terminator is never found (c == 0 gives -1). A null `s` or a
+  // `start` outside the text (negative, or behind its terminator) gives -1.
   static Tevrol::Long FindChar(char const* s, char c, bool ignoreCase, Tevrol::Long start);
   // Index of the first `pattern` at or after `start`, or -1; "" gives -1.
+  // Arguments as for FindChar; a null pattern gives -1.
   static Tevrol::Long Find(char const* s, char const* pattern, bool ignoreCase, Tevrol::Long start);
   // Copies `source` to `output` with every `search` replaced by
   // `replacement`; inserted text is not searched again. Returns 1. The Long
   // argument is not looked at and no bound applies: the caller sizes
   // `output` for the whole result and its terminator. `source` and `output`
-  // must not overlap. An empty `search` copies `source` unchanged.
+  // must not overlap. An empty `search` copies `source` unchanged. Null
+  // `source`, `search` and `replacement` read as ""; a null `output` is not
+  // written to.
   static Tevrol::Long ReplaceAll(char const* source, char* output, Tevrol::Long, char const* search,
                                  char* replacement, bool ignoreCase);
 
-  // Releases what `target` holds and makes it a heap copy of `source`, or
-  // null for a null source or when memory runs out. Release it with StrFree.
+  // Releases what `target` holds (null, or a string made here) and makes it
+  // a heap copy of `source`, or null for a null source or when memory runs
+  // out. `source` may point into the old string. Release it with StrFree.
   static void SetStringData(char*& target, char const* source);
   static void SetStringData(unsigned short*& target, unsigned short const* source);
   // Releases a string made by SetStringData; null is ignored.

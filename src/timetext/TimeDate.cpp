@@ -17,8 +17,7 @@ constexpr ULong kFirstGPSDay = 328665600u;
 constexpr std::size_t kFormatSize = 19;     // "So, 31.12.99 23:59" and the terminator
 constexpr std::size_t kTimeStampSize = 16;  // "20070305_090501" and the terminator
 
-// Breaks `seconds` down in UTC into `date`; false, with `date` untouched, where time_t cannot hold
-// it.
+// Breaks `seconds` down in UTC; false, `date` untouched, where time_t cannot hold the count.
 bool Fill(TimeDate& date, std::int64_t seconds) {
   std::tm fields{};
   if (!TimeDatePD::BreakDownUTC(seconds, fields)) {
@@ -50,8 +49,7 @@ int FillOrClear(TimeDate& date, std::int64_t seconds) {
   return 0;
 }
 
-// The fields as mktime takes them, without daylight saving; false when the year does not fit an
-// int.
+// The fields as mktime takes them, without daylight saving; false for a year beyond an int.
 bool ToRecord(TimeDate const& date, std::tm& record) {
   const std::int64_t year = static_cast<std::int64_t>(date.m_year) - 1900;
   if (year < INT32_MIN) {
@@ -103,8 +101,7 @@ ULong TimeDate::GetGPSTime() {
 }
 
 int TimeDate::SetGPSTime(ULong gpsTime) {
-  // Added in 64 bits: GPS counts past 2106 name real dates (up to 2116) instead of wrapping to
-  // 1970.
+  // Added in 64 bits: counts past 2106 name their real dates (to 2116) instead of wrapping.
   return gpsTime == 0 ? FillOrClear(*this, 0)
                       : FillOrClear(*this, std::int64_t{gpsTime} + kFirstGPSDay);
 }
@@ -120,13 +117,12 @@ ULong TimeDate::GetCalendarTime() const {
   std::tm record;
   // A year that mktime cannot take counts as its failure, -1, which is not examined either.
   const std::int64_t local = ToRecord(*this, record) ? TimeDatePD::MakeLocalTime(record) : -1;
-  // mktime read the fields as standard local time; adding the zone's offset reads them as UTC.
+  // mktime read the fields as local standard time; taking off `timezone` reads them as UTC.
   return static_cast<ULong>(static_cast<std::uint64_t>(local - TimeDatePD::GetTimezone()));
 }
 
 void TimeDate::GetLocalTime() {
-  // Only where time_t cannot hold the clock (a 32-bit time_t after 2038) does the object lose its
-  // date.
+  // Only where time_t cannot hold the clock (32 bits after 2038) does the object lose its date.
   if (!Fill(*this, TimeDatePD::GetSystemTime())) {
     Clear(*this);
   }
@@ -225,8 +221,7 @@ void TimeDate::GetTimeStamp(char* text) {
     return;
   }
   std::tm now{};
-  // Only where time_t cannot hold the clock does the breakdown fail; the stamp then shows zero
-  // fields.
+  // The breakdown fails only where time_t cannot hold the clock: the stamp then shows zero fields.
   TimeDatePD::BreakDownUTC(TimeDatePD::GetSystemTime(), now);
   char full[96];
   std::snprintf(full, sizeof full, "%.4lld%.2d%.2d_%.2d%.2d%.2d",

@@ -15,7 +15,7 @@ static_assert(std::is_signed<time_t>::value ? sizeof(time_t) <= 8 : sizeof(time_
 
 namespace {
 
-// A count that this platform's time_t cannot hold (a 32-bit time_t after 2038).
+// Whether this platform's time_t holds the count (a 32-bit one ends in 2038).
 bool FitsTimeT(std::int64_t seconds) {
   return seconds >= std::numeric_limits<time_t>::min() &&
          seconds <= std::numeric_limits<time_t>::max();
