@@ -32,8 +32,9 @@ class TEVROL_EXPORT HelperFunctions {
   //   "a/b/c" -> "a/b/", "c"     "/file" -> "", "/file"
   //   "a/"    -> "a/", ""        "a/b\\/c" -> "a/", "b\\/c"
   static void CutFileName(TxString const& text, TxString& folder, TxString& file);
-  // The first character is SEPARATOR; false for the empty text. Knows no
-  // drive or "file://" notation: "C:/x" is relative here.
+  // The first character equals SEPARATOR (so a SEPARATOR of more than one
+  // character never matches); false for the empty text. Knows no drive or
+  // "file://" notation: "C:/x" is relative here.
   static bool IsAbsolutePath(TxString const& text);
   // result = path when it is absolute, else the executable folder, SEPARATOR
   // unless the folder ends with it, and path. While the executable's folder
