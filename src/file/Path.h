@@ -23,12 +23,16 @@ namespace File {
 // - has at most 1024 characters (the network part does not count).
 // A network text without a '/' at or after index 7 ("file://srv", "file://")
 // gets one: it is the same path as "file://srv/" ("file:///").
-// Examples (text, network part, parent, leaf):
-//   "///a//b/"              "/a/b"                  -1  "/a"          "b"
-//   "C:\\dir\\"             "C:/dir"                -1  "C:/"         "dir"
-//   "\\\\srv\\share\\f.txt" "file://srv/share/f.txt" 10 "file://srv/share" "f.txt"
-//   "file://C:/dir"         "file://C:/dir"          10 none          the whole text
-//   "a:b:c"                 "abc"                   -1  none          "abc"
+// Odd input can end outside this list, since construction works in fixed
+// steps: a ':' goes after "//" is collapsed ("a/:/b" gives "a//b"), the cut
+// to 1024 comes after the trailing '/' goes, and a blank before a final '/'
+// stays ("a /" gives "a ").
+// Examples (input, text, network part, parent, leaf):
+//   "///a//b/"               "/a/b"                    -1  "/a"                "b"
+//   "C:\\dir\\"              "C:/dir"                  -1  "C:/"               "dir"
+//   "\\\\srv\\share\\f.txt"  "file://srv/share/f.txt"  10  "file://srv/share"  "f.txt"
+//   "file://C:/dir"          "file://C:/dir"           10  none                the whole text
+//   "a:b:c"                  "abc"                     -1  none                "abc"
 //
 // Two paths compare by their text alone (TxString's operators). No lock: an
 // object belongs to one thread at a time.

@@ -91,7 +91,7 @@ bool TevrolCfgFileReaderImpl::startExtracting(char const* path) {
       continue;  // a comment drops the whole line, data and headers included
     }
     if (std::strstr(line, "[THREAD_PRIO]") != nullptr) {
-      inSection = true;
+      inSection = true;  // a header line, the first or a later one, is never a row
     } else if (inSection && parseLine(line, rows)) {
       ++rows;
     }
