@@ -74,56 +74,38 @@ WorkLoopImpl::~WorkLoopImpl() {
   }
 }
 
-WorkLoopImpl::QueuedTask* WorkLoopImpl::TakeRecord(Task* task, std::uint32_t priority,
-                                                   std::uint32_t dueOrAge) {
-  QueuedTask* const record = m_pool.Alloc();
-  if (record != nullptr) {
-    record->m_effectivePriority = priority;
-    record->m_cancelled = false;
-    record->m_dueOrAge = dueOrAge;
-    record->m_task = task;
-    record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
-  }
-  return record;
-}
-
-Tevrol::ULong WorkLoopImpl::PerformTask(Task* task, EPriorityValue priority) {
+Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool delayed,
+                                    Tevrol::ULong delay) {
   if (task == nullptr) {
     return 0;
   }
   m_lock.Lock();
-  QueuedTask* const record = m_state == LoopShuttingDown ? nullptr : TakeRecord(task, priority, 0);
+  QueuedTask* const record = m_state == LoopShuttingDown ? nullptr : m_pool.Alloc();
   if (record == nullptr) {
     m_lock.Unlock();
     return 0;
   }
-  if (InsertPriorizedTask(record)) {
+  record->m_effectivePriority = priority;
+  record->m_cancelled = false;
+  record->m_dueOrAge = delayed ? ThreadHelper::GetTickCount() + delay : 0;  // due time, or age 0
+  record->m_task = task;
+  record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
+  const bool wake = delayed ? InsertDelayedTask(record) : InsertPriorizedTask(record);
+  if (wake) {
     m_wakeEvent.Set();
   }
   const Tevrol::ULong id = record->m_queueId;
   m_lock.Unlock();
   return id;
+}
+
+Tevrol::ULong WorkLoopImpl::PerformTask(Task* task, EPriorityValue priority) {
+  return Enqueue(task, priority, false, 0);
 }
 
 Tevrol::ULong WorkLoopImpl::PerformTaskDelayed(Task* task, Tevrol::ULong delay,
                                                EPriorityValue priority) {
-  if (task == nullptr) {
-    return 0;
-  }
-  m_lock.Lock();
-  QueuedTask* const record = m_state == LoopShuttingDown
-                                 ? nullptr
-                                 : TakeRecord(task, priority, ThreadHelper::GetTickCount() + delay);
-  if (record == nullptr) {
-    m_lock.Unlock();
-    return 0;
-  }
-  if (InsertDelayedTask(record)) {
-    m_wakeEvent.Set();
-  }
-  const Tevrol::ULong id = record->m_queueId;
-  m_lock.Unlock();
-  return id;
+  return Enqueue(task, priority, true, delay);
 }
 
 bool WorkLoopImpl::InsertPriorizedTask(QueuedTask* record) {

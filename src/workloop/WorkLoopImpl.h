@@ -77,7 +77,8 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
  private:
   bool InsertPriorizedTask(QueuedTask* record);
   bool InsertDelayedTask(QueuedTask* record);
-  QueuedTask* TakeRecord(Task* task, std::uint32_t priority, std::uint32_t dueOrAge);
+  // Both queueing operations: the queue id, or 0 when refused.
+  Tevrol::ULong Enqueue(Task* task, std::uint32_t priority, bool delayed, Tevrol::ULong delay);
   void AgePriorityQueue();
   void PromoteDueRecords(Tevrol::Tick now);
   static void Unlink(QueuedTask*& head, QueuedTask* record);
