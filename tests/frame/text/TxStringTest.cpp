@@ -23,11 +23,11 @@ std::string Text(TxString const& s) {
 }
 
 // Constant-initialised, as the path code's table of special characters is.
-constexpr TxChar kSpecials[] = {TxChar(':'), TxChar()};
-static_assert(kSpecials[0] == TxChar(std::uint16_t{0x3A}) && !(kSpecials[1] >= kSpecials[0]));
+constexpr TxChar kTable[] = {TxChar(':'), TxChar()};
+static_assert(kTable[0] == TxChar(std::uint16_t{0x3A}) && !(kTable[1] >= kTable[0]));
 // Initialised dynamically before main from an object of the library's own
 // translation unit, which must be valid by then.
-const TxString g_early = TxString(NULLString).Append(kSpecials[0]);
+const TxString g_early = TxString(NULLString).Append(kTable[0]);
 
 TEST(TxStringTest, EveryByteRoundTripsThroughBothConversions) {
   EXPECT_EQ(Text(g_early), ":");
@@ -160,7 +160,7 @@ TEST(TxStringTest, OneObjectIsReadAndCopiedFromManyThreads) {
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 20000 / kStressScale; ++i) {
-        const TxString copy = TxString(shared).Append(kSpecials[0]), empty(NULLString);
+        const TxString copy = TxString(shared).Append(kTable[0]), empty(NULLString);
         failures += !copy.StartsWith(shared) || shared.LastIndexOf(TxChar('/'), -1) != 15 ||
                     Text(shared) != "file:///usr/lib/x.so" || !empty.IsEmpty() || NULLString != "";
       }
