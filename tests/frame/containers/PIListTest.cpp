@@ -2,179 +2,75 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace {
 
-using List = PIList<Tevrol::ULong, Tevrol::ULong, NullLocking,
+using Tevrol::ULong;
+using List = PIList<ULong, ULong, NullLocking,
                     PIAlloc<PICommonAllocDescriptors::PIList, PIDefaultAllocator>>;
 using Node = List::CNode;
 
-// The values from head to tail; checks the back links, m_tail and m_count
-// on the way.
-std::vector<Tevrol::ULong> Contents(List const& list) {
-  std::vector<Tevrol::ULong> out;
-  Node* prev = nullptr;
-  for (Node* node = list.m_head; node != nullptr; node = node->m_next) {
-    EXPECT_EQ(node->m_prev, prev) << "back link of node " << out.size();
-    out.push_back(node->m_value);
-    prev = node;
+// Compares the list with `model` along m_next, checking m_prev, m_tail,
+// m_count and Find on the way. Every node of every block must be in the list
+// or on m_freeList, and an empty list must have given its blocks back.
+void ExpectList(List const& list, std::vector<ULong> const& model) {
+  SCOPED_TRACE(::testing::Message() << "expecting " << ::testing::PrintToString(model));
+  std::vector<ULong> values;
+  Node* last = nullptr;
+  for (Node* node = list.m_head; node != nullptr; last = node, node = node->m_next) {
+    EXPECT_EQ(node->m_prev, last);
+    bool const seen = std::count(values.begin(), values.end(), node->m_value) > 0;
+    EXPECT_TRUE(seen || list.Find(node->m_value) == node) << "Find gives the first match";
+    values.push_back(node->m_value);
   }
-  EXPECT_EQ(list.m_tail, prev);
-  EXPECT_EQ(list.m_count, static_cast<Tevrol::Long>(out.size()));
-  return out;
+  Tevrol::Long nodes = list.m_count, blocks = 0;
+  for (Node* node = list.m_freeList; node != nullptr; node = node->m_next) ++nodes;
+  for (void* block = list.m_blocks; block != nullptr; block = *static_cast<void**>(block)) ++blocks;
+  EXPECT_EQ(values, model);
+  EXPECT_EQ(list.m_tail, last);
+  EXPECT_EQ(list.m_count, static_cast<Tevrol::Long>(values.size()));
+  EXPECT_EQ(nodes, blocks * list.m_blockSize) << "nodes were lost";
+  EXPECT_EQ(list.m_blocks == nullptr, model.empty()) << "an empty list gives its blocks back";
 }
 
-void* PreviousBlock(void* block) {
-  return *static_cast<void**>(block);
+// Insertions and removals at the head, inside and at the tail, with blocks
+// of two nodes; the list is checked after every step.
+TEST(PIListTest, EditsKeepLinksCountsAndBlocks) {
+  List list(2);
+  auto const step = [&](auto edit, std::vector<ULong> const& expected) {
+    edit();
+    ExpectList(list, expected);
+  };
+  step([&] { list.AddTail(2), list.AddHead(1), list.InsertBefore(list.AddTail(4), 3); },
+       {1, 2, 3, 4});
+  step([&] { list.InsertBefore(list.m_head, 0), list.InsertBefore(nullptr, 5), list.AddTail(3); },
+       {0, 1, 2, 3, 4, 5, 3});  // a null position is past the tail
+  step([&] { list.RemoveAt(list.m_head), list.RemoveAt(list.m_tail); }, {1, 2, 3, 4, 5});
+  step([&] { list.RemoveAt(list.m_head->m_next->m_next); }, {1, 2, 4, 5});
+  step([&] { EXPECT_EQ(list.RemoveHead(), 1u); }, {2, 4, 5});
+  step([&] { list.RemoveAt(list.m_tail), list.RemoveAt(list.m_head); }, {4});
+  step([&] { list.RemoveAt(list.m_head); }, {});        // the blocks go back
+  step([&] { EXPECT_EQ(list.RemoveHead(), 0u); }, {});  // an empty list gives a zero value
+  step([&] { list.AddHead(7); }, {7});
+  step([&] { EXPECT_EQ(list.RemoveHead(), 7u); }, {});
+  list.SetLock(nullptr);
+  EXPECT_NE(list.GetLock(), nullptr) << "PIList keeps its own lock";
 }
 
-TEST(PIListTest, InsertionsLinkInOrder) {
-  List list;
-  __PI_POS* const two = list.AddTail(2);
-  list.AddHead(1);
-  __PI_POS* const four = list.AddTail(4);
-  list.InsertBefore(four, 3);
-  list.InsertBefore(list.m_head, 0);
-  list.InsertBefore(nullptr, 5);  // before the end: appends
-  EXPECT_EQ(Contents(list), (std::vector<Tevrol::ULong>{0, 1, 2, 3, 4, 5}));
-  EXPECT_EQ(static_cast<Node*>(two)->m_value, 2u);
-}
-
-TEST(PIListTest, FirstNodeOfABlockIsHandedOutFirst) {
-  for (Tevrol::Long const blockSize : {1, 10, 32}) {
-    SCOPED_TRACE(::testing::Message() << "block size " << blockSize);
-    List list(blockSize);
-    EXPECT_EQ(list.m_blocks, nullptr);
-    std::vector<Node*> nodes;
-    for (Tevrol::Long i = 0; i < blockSize; ++i) {
-      nodes.push_back(static_cast<Node*>(list.AddTail(static_cast<Tevrol::ULong>(i))));
-    }
-    void* const first = list.m_blocks;
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(PreviousBlock(first), nullptr);
-    EXPECT_EQ(list.m_freeList, nullptr) << "one block holds exactly the block size";
-    for (Tevrol::Long i = 0; i < blockSize; ++i) {
-      EXPECT_EQ(nodes[static_cast<std::size_t>(i)], nodes[0] + i) << "node " << i;
-    }
-    EXPECT_GT(static_cast<void*>(nodes[0]), first) << "the header comes first";
-
-    // The next node needs a new block, linked in front of the first.
-    Node* const next = static_cast<Node*>(list.AddTail(99));
-    EXPECT_NE(list.m_blocks, first);
-    EXPECT_EQ(PreviousBlock(list.m_blocks), first);
-    EXPECT_GT(static_cast<void*>(next), list.m_blocks);
-    EXPECT_EQ(list.m_count, blockSize + 1);
+TEST(PIListTest, BlocksHandOutTheirFirstNodeFirstAndAWalkMayRemoveItsNode) {
+  List list(4);
+  std::vector<Node*> nodes;
+  for (ULong i = 0; i < 25; ++i) nodes.push_back(static_cast<Node*>(list.AddTail(i)));
+  for (std::size_t i = 0; i < nodes.size(); ++i) EXPECT_EQ(nodes[i], nodes[i - i % 4] + i % 4) << i;
+  for (Node *node = list.m_head, *next; node != nullptr; node = next) {
+    next = node->m_next;  // read before the removal reuses it
+    if (node->m_value % 2 == 1) list.RemoveAt(node);
   }
-}
-
-TEST(PIListTest, EmptiedListGivesItsBlocksBack) {
-  enum Removal { kRemoveAtHead, kRemoveAtTail, kRemoveHead };
-  for (Removal const removal : {kRemoveAtHead, kRemoveAtTail, kRemoveHead}) {
-    SCOPED_TRACE(::testing::Message() << "removal " << removal);
-    List list(2);
-    list.AddTail(1);
-    list.AddTail(2);
-    list.AddTail(3);  // a second block
-    for (int i = 0; i < 3; ++i) {
-      ASSERT_NE(list.m_blocks, nullptr) << "blocks stay while nodes are left";
-      switch (removal) {
-        case kRemoveAtHead:
-          list.RemoveAt(list.m_head);
-          break;
-        case kRemoveAtTail:
-          list.RemoveAt(list.m_tail);
-          break;
-        case kRemoveHead:
-          EXPECT_EQ(list.RemoveHead(), static_cast<Tevrol::ULong>(i + 1));
-          break;
-      }
-    }
-    EXPECT_EQ(list.m_head, nullptr);
-    EXPECT_EQ(list.m_tail, nullptr);
-    EXPECT_EQ(list.m_count, 0);
-    EXPECT_EQ(list.m_freeList, nullptr);
-    EXPECT_EQ(list.m_blocks, nullptr);
-
-    list.AddTail(4);
-    EXPECT_NE(list.m_blocks, nullptr) << "the next insertion allocates";
-    EXPECT_EQ(Contents(list), (std::vector<Tevrol::ULong>{4}));
-  }
-}
-
-TEST(PIListTest, RemovedNodeIsReusedAndZeroed) {
-  List list;
-  list.AddTail(1);
-  __PI_POS* const middle = list.AddTail(7);
-  list.AddTail(3);
-  void* const blocks = list.m_blocks;
-  list.RemoveAt(middle);
-  EXPECT_EQ(Contents(list), (std::vector<Tevrol::ULong>{1, 3}));
-  EXPECT_EQ(list.m_freeList, middle);
-
-  Node* const node = list.NewNode(nullptr, nullptr);
-  EXPECT_EQ(node, middle);
-  EXPECT_EQ(node->m_value, 0u) << "NewNode zeroes the value";
-  EXPECT_EQ(list.m_count, 3);
-  EXPECT_EQ(list.m_blocks, blocks);
-  list.RemoveAll();  // the unlinked node is counted but not in the chain
-}
-
-TEST(PIListTest, WalkMayRemoveTheNodeItStandsOn) {
-  List list;
-  for (Tevrol::ULong i = 1; i <= 25; ++i) {
-    list.AddTail(i);
-  }
-  for (Node* node = list.m_head; node != nullptr;) {
-    Node* const next = node->m_next;
-    if (node->m_value % 2 == 1) {
-      list.RemoveAt(node);
-    }
-    node = next;
-  }
-  std::vector<Tevrol::ULong> even;
-  for (Tevrol::ULong i = 2; i <= 24; i += 2) {
-    even.push_back(i);
-  }
-  EXPECT_EQ(Contents(list), even);
-
-  for (Node* node = list.m_head; node != nullptr;) {
-    Node* const next = node->m_next;
-    list.RemoveAt(node);
-    node = next;
-  }
-  EXPECT_EQ(list.m_count, 0);
-  EXPECT_EQ(list.m_blocks, nullptr);
-}
-
-TEST(PIListTest, FindAndEdgeRemovals) {
-  List list;
-  EXPECT_EQ(list.Find(1), nullptr);
-  EXPECT_EQ(list.RemoveHead(), 0u) << "an empty list gives a zero value";
-  list.RemoveAt(nullptr);
-  EXPECT_EQ(list.m_blocks, nullptr);
-
-  list.AddTail(5);
-  __PI_POS* const first6 = list.AddTail(6);
-  list.AddTail(6);
-  EXPECT_EQ(list.Find(6), first6) << "the first match from the head";
-  EXPECT_EQ(list.Find(7), nullptr);
-}
-
-TEST(PIListTest, OwnLockIsKept) {
-  List list;
-  NullLocking* const own = list.GetLock();
-  EXPECT_NE(own, nullptr);
-  NullLocking external;
-  list.SetLock(&external);
-  EXPECT_EQ(list.GetLock(), own);
-
-  PIListExtL<Tevrol::ULong, Tevrol::ULong, NullLocking,
-             PIAlloc<PICommonAllocDescriptors::PIList, PIDefaultAllocator>, true>
-      extl;
-  EXPECT_EQ(extl.GetLock(), nullptr);
-  extl.SetLock(&external);
-  EXPECT_EQ(extl.GetLock(), &external);
+  ExpectList(list, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24});
+  EXPECT_EQ(list.NewNode(nullptr, nullptr), nodes[23]) << "the node freed last comes first";
+  EXPECT_EQ(nodes[23]->m_value, 0u) << "NewNode zeroes the value";
 }
 
 }  // namespace
