@@ -110,6 +110,8 @@ TEST_F(WorkLoopOrderTest, LowPriorityTaskOvertakesAStreamAfterFourteenPasses) {
   Post(stream, 100);
   Post(zero, 0);
   RunUntil("zero");
+  WorkLoop::DeleteInstance(loop);  // before `zero` and `streamed` go: the stream may still run
+  loop = nullptr;
   const Names executed = journal.Executed();
   EXPECT_EQ(std::find(executed.begin(), executed.end(), "zero") - executed.begin(), 14);
 }
