@@ -89,7 +89,9 @@ TEST_F(ThreadTest, StopRightAfterStartRunsOnePassThenTheStopSequence) {
 TEST_F(ThreadTest, PauseRightAfterStartRunsOnePassThenRestsUntilContinue) {
   thread.Start();
   thread.Pause();
-  ASSERT_TRUE(WaitUntil([&] { return thread.GetState() == Thread::StatePaused; }));
+  // State 3 comes before the Pause callbacks: wait for the last of them.
+  ASSERT_TRUE(runnable.WaitForCount("PauseEvent", 1));
+  EXPECT_EQ(thread.GetState(), Thread::StatePaused);
   EXPECT_TRUE(thread.GetPauseThread());
   EXPECT_EQ(runnable.Names(), Names({"StartingEvent", "WorkingLoop", "Pause", "PauseEvent"}));
   EXPECT_EQ(runnable.ThreadOf("PauseEvent"), runnable.ThreadOf("StartingEvent"));
