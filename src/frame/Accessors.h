@@ -11,19 +11,23 @@
 // exit handler that runs after its destructor.
 
 class ExtraHeap;
+class MainThreadInvoker;
 class ProcessDataFactory;
 class StackSizeMeasureServiceImpl;
 class TevrolCfgFileReader;
 class TevrolIdProvider;
 class TevrolNameHandler;
+class TimerCtrl;
 
 extern "C" {
 TEVROL_EXPORT ExtraHeap* ExtraHeap_GetInstance();
+TEVROL_EXPORT MainThreadInvoker* MainThreadInvoker_GetInstance();
 TEVROL_EXPORT ProcessDataFactory* ProcessDataFactory_GetInstance();
 TEVROL_EXPORT StackSizeMeasureServiceImpl* StackSizeMeasureService_GetInstance();
 TEVROL_EXPORT TevrolCfgFileReader* TevrolCfgFileReader_GetInstance();
 TEVROL_EXPORT TevrolIdProvider* TevrolIdProvider_GetInstance();
 TEVROL_EXPORT TevrolNameHandler* TevrolNameHandler_GetInstance();
+TEVROL_EXPORT TimerCtrl* TimerCtrl_GetInstance();
 }
 
 #endif

@@ -1,0 +1,187 @@
+#include "timer/TimerCtrlImpl.h"
+
+#include "frame/Accessors.h"
+#include "threads/PDStdOperations.h"
+#include "threads/ThreadHelper.h"
+#include "threads/Tick.h"
+
+namespace {
+constexpr auto kPriority = static_cast<WorkLoop::EPriorityValue>(16);
+}
+
+// The same reading as the work loops' tick, test offset included.
+Tevrol::Tick TevrolTimerNow() {
+  return PDStdOperations::GetTickCount();
+}
+
+TimerCtrlImpl::TimerCtrlImpl()
+    : TimerCtrl("TimerCtrl"),
+      m_workLoop(WorkLoop::CreateInstance()),
+      m_timers(32),
+      m_lastScheduledTimeout(0),
+      m_currentTimer(nullptr),
+      m_shuttingDown(false),
+      m_executingThread(0) {
+  m_workLoop->SetFriendlyName("TevrolTimer[FW]");
+  m_workLoop->Run();
+}
+
+TimerCtrlImpl::~TimerCtrlImpl() {
+  m_listLock.Lock();
+  m_shuttingDown = true;
+  m_timers.RemoveAll();  // registered contexts are not told
+  m_listLock.Unlock();
+  if (m_executingThread.load() == ThreadHelper::GetCurrentThreadID()) {
+    // exit() inside a Tick: that Execute never returns, so give back its hold
+    // on m_callbackLock, which is destroyed below.
+    m_callbackLock.Unlock();
+  } else {
+    m_callbackLock.Lock();  // waits for a running Tick
+    m_callbackLock.Unlock();
+  }
+  m_workLoop->Shutdown(nullptr);
+  // On the timer thread this returns at once and leaves the loop to the
+  // ending process, instead of joining its own thread.
+  WorkLoop::DeleteInstance(m_workLoop);
+  m_workLoop = nullptr;
+}
+
+TimerCtrlImpl::TimerList::CNode* TimerCtrlImpl::Find(TimerContextInterface* context) const {
+  for (TimerList::CNode* node = m_timers.m_head; node != nullptr; node = node->m_next) {
+    if (node->m_value == context) return node;
+  }
+  return nullptr;
+}
+
+bool TimerCtrlImpl::NewTimer(TimerContextInterface* context) {
+  if (context == nullptr) {
+    return false;
+  }
+  m_listLock.Lock();
+  if (Find(context) != nullptr || m_shuttingDown) {
+    m_listLock.Unlock();
+    return true;
+  }
+  const Tevrol::Tick deadline = TevrolTimerNow() + context->GetIntervall();
+  context->SetTimeout(deadline);
+  // Behind every timer with an equal deadline.
+  TimerList::CNode* before = m_timers.m_head;
+  while (before != nullptr &&
+         detail::TickDifference(deadline, before->m_value->GetTimeout()) >= 0) {
+    before = before->m_next;
+  }
+  if (before != nullptr) {
+    m_timers.InsertBefore(before, context);
+  } else {
+    m_timers.AddTail(context);
+  }
+  UpdateWorkloopTasks();
+  m_listLock.Unlock();
+  return true;
+}
+
+bool TimerCtrlImpl::ChangeTimer(TimerContextInterface* context) {
+  if (context == nullptr) {
+    return false;
+  }
+  m_listLock.Lock();
+  if (TimerList::CNode* node = Find(context)) {
+    m_timers.RemoveAt(node);
+  }
+  const bool result = NewTimer(context);  // m_listLock is recursive
+  m_listLock.Unlock();
+  return result;
+}
+
+bool TimerCtrlImpl::RemoveTimer(TimerContextInterface* context) {
+  if (context == nullptr) {
+    return false;
+  }
+  m_listLock.Lock();
+  TimerList::CNode* node = Find(context);
+  const bool found = node != nullptr;
+  if (found) {
+    m_timers.RemoveAt(node);
+  }
+  TimerContextInterface* const current = m_currentTimer.load();
+  m_listLock.Unlock();
+  if (current == context) {
+    // Blocks until the running Tick has returned; within that Tick it is ours.
+    m_callbackLock.Lock();
+    m_callbackLock.Unlock();
+  }
+  return found;
+}
+
+bool TimerCtrlImpl::IsRegistered(TimerContextInterface* context) const {
+  if (context == nullptr) {
+    return false;
+  }
+  m_listLock.Lock();
+  const bool found = Find(context) != nullptr;
+  m_listLock.Unlock();
+  return found;
+}
+
+void TimerCtrlImpl::UpdateWorkloopTasks() {
+  if (m_timers.m_head == nullptr) {
+    return;
+  }
+  const Tevrol::Tick deadline = m_timers.m_head->m_value->GetTimeout();
+  const std::int32_t remaining = detail::TickDifference(deadline, TevrolTimerNow());
+  if (remaining <= 0) {
+    m_workLoop->PerformTask(this, kPriority);
+    return;
+  }
+  if (deadline == m_lastScheduledTimeout && deadline != 0) {
+    return;  // that wake-up is queued already
+  }
+  // Kept only when the loop accepted it, so a refused wake-up is asked for
+  // again at the next call instead of being taken as queued.
+  const Tevrol::ULong id =
+      m_workLoop->PerformTaskDelayed(this, static_cast<Tevrol::ULong>(remaining), kPriority);
+  m_lastScheduledTimeout = id != 0 ? deadline : 0;
+}
+
+void TimerCtrlImpl::Execute() {
+  // m_callbackLock is taken first, for the whole Execute: a Tick takes
+  // m_listLock while it is held, so every thread takes the two in this order.
+  // RemoveTimer, which reads m_currentTimer under m_listLock and then waits
+  // on m_callbackLock, still waits exactly for a Tick that is picked or running.
+  m_callbackLock.Lock();
+  m_executingThread.store(ThreadHelper::GetCurrentThreadID());
+  m_listLock.Lock();
+  m_currentTimer.store(nullptr);
+  const Tevrol::Tick now = TevrolTimerNow();
+  // A wake-up whose time has passed is no longer queued: forget it, so that a
+  // head deadline equal to it (2^32 ms later) still gets a wake-up of its own.
+  if (m_lastScheduledTimeout != 0 && detail::TickDifference(m_lastScheduledTimeout, now) <= 0) {
+    m_lastScheduledTimeout = 0;
+  }
+  TimerContextInterface* fired = nullptr;
+  if (m_timers.m_head != nullptr && !m_shuttingDown) {
+    TimerContextInterface* const head = m_timers.m_head->m_value;
+    if (detail::TickDifference(head->GetTimeout(), now) <= 0) {
+      m_timers.RemoveHead();
+      if (head->GetCyclic()) {
+        NewTimer(head);  // re-armed from now, before its Tick
+      }
+      fired = head;
+      m_currentTimer.store(head);
+    }
+    UpdateWorkloopTasks();
+  }
+  m_listLock.Unlock();
+  if (fired != nullptr) {
+    fired->Tick();
+    // The context is not touched after its Tick: it may have destroyed itself.
+    m_currentTimer.store(nullptr);
+  }
+  m_executingThread.store(0);
+  m_callbackLock.Unlock();
+}
+
+TimerCtrl* TimerCtrl_GetInstance() {
+  static TimerCtrlImpl s_instance;
+  return &s_instance;
+}

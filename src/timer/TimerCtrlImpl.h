@@ -1,0 +1,54 @@
+#ifndef TEVROL_TIMER_TIMERCTRLIMPL_H
+#define TEVROL_TIMER_TIMERCTRLIMPL_H
+
+#include <atomic>
+
+#include "frame/TevrolTypes.h"
+#include "frame/containers/PIAlloc.h"
+#include "frame/containers/PIList.h"
+#include "frame/containers/PIObjectExtL.h"
+#include "threads/CriticalSection.h"
+#include "timer/TimerCtrl.h"
+#include "workloop/WorkLoop.h"
+
+// The service is its own work loop's task: every wake-up hands this object to
+// the loop, at once or delayed, and each Execute fires at most one timer.
+// Lock order: m_callbackLock, then m_listLock. Execute holds m_callbackLock
+// from its start until the Tick it fires has returned; RemoveTimer and the
+// destructor take it alone, to wait for a Tick.
+class TimerCtrlImpl : public TimerCtrl {
+ public:
+  using TimerList = PIList<TimerContextInterface*, TimerContextInterface*, NullLocking,
+                           PIAlloc<PICommonAllocDescriptors::PIList, PIDefaultAllocator>>;
+
+  TimerCtrlImpl();
+  ~TimerCtrlImpl() override;
+
+  void Execute() override;
+  void Dispose() override {}  // queued again and again: the service stays
+  bool NewTimer(TimerContextInterface* context) override;
+  bool ChangeTimer(TimerContextInterface* context) override;
+  bool RemoveTimer(TimerContextInterface* context) override;
+  bool Startup() override { return true; }
+  bool IsRegistered(TimerContextInterface* context) const override;
+  void Timeout(Tevrol::Long) override {}
+  // Does nothing: the destructor shuts down.
+  void Shutdown() {}
+
+ private:
+  // With m_listLock held: makes sure a wake-up is queued for the head.
+  void UpdateWorkloopTasks();
+  TimerList::CNode* Find(TimerContextInterface* context) const;
+
+  WorkLoop* m_workLoop;  // owned
+  TimerList m_timers;    // sorted by deadline, equal ones in insertion order
+  // The deadline of the last delayed wake-up the loop accepted; 0 for none.
+  Tevrol::Tick m_lastScheduledTimeout;
+  mutable CriticalSection m_listLock;  // guards the three fields around it and the pick
+  CriticalSection m_callbackLock;  // held by the timer thread from a pick to the end of its Tick
+  std::atomic<TimerContextInterface*> m_currentTimer;  // read by RemoveTimer under m_listLock
+  bool m_shuttingDown;
+  std::atomic<Tevrol::ThreadId> m_executingThread;  // the timer thread while in Execute, else 0
+};
+
+#endif
