@@ -107,6 +107,9 @@ TEST_F(TimerCtrlImplTest, CallsWithinATick) {
   EXPECT_EQ(results, std::vector<int>({1, 0, 0}));
 
   selfCyclic.onTick = [&] {
+    const Tevrol::ULong armed = selfCyclic.GetTimeout();
+    timers.NewTimer(&selfCyclic);  // cyclic: keeps the deadline Execute gave it
+    results.push_back(selfCyclic.GetTimeout() == armed);
     results.push_back(timers.ChangeTimer(&selfCyclic));  // new deadline from now
     results.push_back(timers.RemoveTimer(&selfCyclic));  // cyclic: registered, so 1
     journal.Add("cyclicDone");
@@ -115,7 +118,7 @@ TEST_F(TimerCtrlImplTest, CallsWithinATick) {
   timers.NewTimer(&selfCyclic);
   ASSERT_TRUE(journal.WaitFor("cyclicDone"));
   ThreadHelper::Sleep(20);
-  EXPECT_EQ(results, std::vector<int>({1, 0, 0, 1, 1}));
+  EXPECT_EQ(results, std::vector<int>({1, 0, 0, 1, 1, 1}));
   EXPECT_EQ(selfCyclic.ticks.load(), 1);
 }
 
@@ -156,6 +159,25 @@ TEST_F(TimerCtrlImplTest, RemoveTimerWaitsForTheRunningTickWhichMayThenDestroyIt
   gone->SetCyclic(true);
   timers.NewTimer(gone);
   ASSERT_TRUE(journal.WaitFor("deleted"));
+}
+
+// A deadline equal to that of an earlier wake-up which has run (as after
+// 2^32 ms) still gets a wake-up of its own: the tick is moved back to make
+// the new deadline hit the old one exactly.
+TEST_F(TimerCtrlImplTest, DeadlineEqualToAnOldWakeUpStillFires) {
+  NamedTimer a(journal, "a", 100, false), b(journal, "b", 0, false);
+  timers.NewTimer(&a);
+  ASSERT_TRUE(journal.WaitFor("a1"));
+  const Tevrol::Tick old = a.GetTimeout();
+  for (int attempt = 0; attempt < 20 && b.GetTimeout() != old; ++attempt) {
+    timers.RemoveTimer(&b);
+    detail::SetTickOffsetForTesting(0);
+    detail::SetTickOffsetForTesting(old - 100u - TevrolTimerNow());
+    b.SetIntervall(old - TevrolTimerNow());
+    timers.NewTimer(&b);
+  }
+  ASSERT_EQ(b.GetTimeout(), old);
+  EXPECT_TRUE(journal.WaitFor("b1"));
 }
 
 // Threads register, restart and remove cyclic timers while they fire. After
