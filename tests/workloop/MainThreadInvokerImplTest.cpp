@@ -201,9 +201,14 @@ TEST(MainThreadInvokerImplTest, PendingInvocationsRunAtProcessExit) {
 
 // exit within Invoked: exit does not wait for the thread it runs on, so the
 // process ends with exit's code; the invocation behind it never runs.
+// Set once the child has queued both calls: its main thread must not use the
+// invoker while exit() destroys it.
+std::atomic<bool> g_bothQueued{false};
+
 class ExitingInvokant : public Invokant {
  public:
   void Invoked(ULong p1, ULong, ULong, void*) override {
+    while (!g_bothQueued.load()) ThreadHelper::Sleep(1);
     if (p1 == 0) std::exit(7);
     _exit(99);
   }
@@ -217,6 +222,7 @@ TEST(MainThreadInvokerImplTest, ExitWithinInvokedEndsTheProcessWithoutHanging) {
         MainThreadInvoker* invoker = MainThreadInvoker_GetInstance();
         invoker->Invoke(&g_exitingInvokant, 0, 0, 0, nullptr);
         invoker->Invoke(&g_exitingInvokant, 1, 0, 0, nullptr);
+        g_bothQueued.store(true);
         for (;;) ThreadHelper::Sleep(1000);
       },
       ::testing::ExitedWithCode(7), "");
