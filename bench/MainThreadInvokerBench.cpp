@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "threads/ThreadHelper.h"
 #include "workloop/MainThreadInvokerImpl.h"
 
@@ -38,11 +39,7 @@ void BM_MainThreadInvoker_InvokeLatency(benchmark::State& state) {
     }
     samples.push_back(static_cast<double>(stamp.at.load() - sent) / 1000.0);
   }
-  std::sort(samples.begin(), samples.end());
-  if (!samples.empty()) {
-    state.counters["p50_us"] = samples[samples.size() / 2];
-    state.counters["p99_us"] = samples[samples.size() * 99 / 100];
-  }
+  ReportPercentiles(state, samples, "us");
 }
 BENCHMARK(BM_MainThreadInvoker_InvokeLatency)->Iterations(2000)->UseRealTime();
 

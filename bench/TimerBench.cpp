@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "threads/ThreadHelper.h"
 #include "threads/Tick.h"
 #include "timer/TimerContext.h"
@@ -46,9 +47,7 @@ static void BM_TimerCtrl_Lateness(benchmark::State& state) {
       lateness.push_back(detail::TickDifference(c->firedAt.load(), c->GetTimeout()));
     }
   }
-  std::sort(lateness.begin(), lateness.end());
-  state.counters["p50_ms"] = lateness[lateness.size() / 2];
-  state.counters["p99_ms"] = lateness[lateness.size() * 99 / 100];
+  ReportPercentiles(state, lateness, "ms");
 }
 BENCHMARK(BM_TimerCtrl_Lateness)->Iterations(3)->UseRealTime();
 

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "threads/ThreadHelper.h"
 #include "workloop/Task.h"
 #include "workloop/WorkLoop.h"
@@ -174,11 +175,7 @@ void RunWakeUpLatency(benchmark::State& state, Post post) {
     }
     samples.push_back(static_cast<double>(stamp.at.load() - sent) / 1000.0);
   }
-  std::sort(samples.begin(), samples.end());
-  if (!samples.empty()) {
-    state.counters["p50_us"] = samples[samples.size() / 2];
-    state.counters["p99_us"] = samples[samples.size() * 99 / 100];
-  }
+  ReportPercentiles(state, samples, "us");
 }
 
 static void BM_WorkLoop_WakeUpLatency(benchmark::State& state) {
