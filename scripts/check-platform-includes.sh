@@ -15,6 +15,8 @@ allowed=(
   src/threads/PDStdOperations.cpp    # platform layer of the tick
   src/file/PDEnvInformation.cpp      # platform layer of the path helpers
   src/file/HelperFunctionsPD.cpp     # platform layer of HelperFunctions
+  src/file/FileOperationsImpl.cpp    # platform side of FileOperations and the search
+  src/file/FilePD.cpp                # platform layer of File
   src/timetext/TimeDatePD.cpp        # platform layer of TimeDate: the system clock
 )
 

@@ -1,0 +1,1 @@
+#include "file/FileOperations.h"

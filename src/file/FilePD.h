@@ -1,0 +1,4 @@
+#ifndef TEVROL_FILE_FILEPD_H
+#define TEVROL_FILE_FILEPD_H
+
+#endif

@@ -1,0 +1,3 @@
+#include "file/InputStream.h"
+#include "file/OutputStream.h"
+#include "file/StreamController.h"
