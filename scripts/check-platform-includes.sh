@@ -17,6 +17,7 @@ allowed=(
   src/file/HelperFunctionsPD.cpp     # platform layer of HelperFunctions
   src/file/FileOperationsImpl.cpp    # platform side of FileOperations and the search
   src/file/FilePD.cpp                # platform layer of File
+  src/file/FileSystem.cpp            # the browser: directory handles, glob, stat
   src/timetext/TimeDatePD.cpp        # platform layer of TimeDate: the system clock
 )
 

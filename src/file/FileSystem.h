@@ -1,0 +1,4 @@
+#ifndef TEVROL_FILE_FILESYSTEM_H
+#define TEVROL_FILE_FILESYSTEM_H
+
+#endif
