@@ -1,1 +1,186 @@
 #include "file/FileOperations.h"
+
+#include "file/FileOperationsImpl.h"
+#include "file/PathConstants.h"
+#include "file/PathHelper.h"
+#include "frame/text/TxStringArray.h"
+
+namespace Tevrol {
+namespace File {
+
+namespace {
+
+void Report(ErrorCode& error, ErrorCode::Code code) {
+  error.code = code;
+  error.text = NULLString;
+}
+
+bool HasWildcardLeaf(Path const& path) {
+  TxString const leaf = path.GetLeaf();
+  return leaf.Contains(Get_starLeaf()) || leaf.Contains(Get_questionmarkLeaf());
+}
+
+// The folder a search on path reads: its parent for a wildcard leaf, else
+// the path itself. FindIterator appends the names to it.
+Path SearchBase(Path const& path) {
+  return HasWildcardLeaf(path) ? path.GetParent() : path;
+}
+
+}  // namespace
+
+void FileOperations::StartUp() {
+  Path::StartUp();
+  PathHelper::StartUp();
+  // Copies taken and dropped: only the construction of the statics matters.
+  static_cast<void>(TxString(Get_starLeaf()));
+  static_cast<void>(TxString(Get_questionmarkLeaf()));
+}
+
+FileStatus FileOperations::GetFileStatus(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return FileStatus::StatusUnknown;
+  }
+  return FileOperationsImpl::GetFileStatus(path);
+}
+
+std::uint64_t FileOperations::GetFileSize(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return 0;
+  }
+  if (FileOperationsImpl::GetFileStatus(path).IsMissing()) {
+    Report(error, ErrorCode::NotFound);
+    return 0;
+  }
+  return FileOperationsImpl::GetFileSize(path, error);
+}
+
+bool FileOperations::CopyFileEntry(Path const& source, Path const& destination, bool overwrite,
+                                   ErrorCode& error) {
+  if (!source.IsAbsolute() || !destination.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return false;
+  }
+  if (destination == source) {
+    Report(error, ErrorCode::SamePath);
+    return false;
+  }
+  ErrorCode local;
+  switch (GetFileStatus(source, local)) {
+    case FileStatus::StatusFile:
+      return FileOperationsImpl::CopyFileEntry(source, destination, overwrite, error);
+    case FileStatus::StatusDirectory:
+      return FileOperationsImpl::CopyDirectoryEntry(source, destination, overwrite, error);
+    case FileStatus::StatusSymLink:
+      return FileOperationsImpl::CopySymLinkEntry(source, destination, overwrite, error);
+    default:
+      Report(error, ErrorCode::NotFound);
+      return false;
+  }
+}
+
+bool FileOperations::Rename(Path const& source, Path const& destination, bool overwrite,
+                            ErrorCode& error) {
+  if (!source.IsAbsolute() || !destination.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return false;
+  }
+  if (destination == source) {
+    Report(error, ErrorCode::SamePath);
+    return false;
+  }
+  if (FileOperationsImpl::GetFileStatus(source).IsMissing()) {
+    Report(error, ErrorCode::NotFound);
+    return false;
+  }
+  if (!FileOperationsImpl::GetFileStatus(destination).IsMissing()) {
+    if (!overwrite) {
+      // Reported like the copy does, so a caller reading the record after
+      // false does not see a stale report.
+      Report(error, ErrorCode::AlreadyExists);
+      return false;
+    }
+    if (!Remove(destination, error)) return false;
+  }
+  return FileOperationsImpl::Rename(source, destination, error);
+}
+
+bool FileOperations::Remove(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return false;
+  }
+  if (PathHelper::IsDotDirectory(path)) return false;
+  // A symbolic link to a directory goes as the link alone: emptying its
+  // target would destroy data outside the tree the caller named.
+  if (FileOperationsImpl::GetFileStatus(path) == FileStatus::StatusDirectory &&
+      !FileOperationsImpl::IsSymbolicLink(path)) {
+    RemoveAll(Path(path, Path(Get_starLeaf())), error);
+  }
+  return FileOperationsImpl::Remove(path, error);
+}
+
+std::int32_t FileOperations::RemoveAll(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return 0;
+  }
+  Path const base = SearchBase(path);
+  std::int32_t removed = 0;
+  for (FindIterator it = FindFiles(path, error); !(*it).IsEmpty(); ++it) {
+    Path const entry = *it;
+    // Only results that name an entry of base itself are removed. A name that
+    // Path cannot append (":" at index 1, " ", "\\") yields base, which would
+    // recurse without end; one with "\\" or ".." parts ("..\\x") would name
+    // something elsewhere, even outside the tree.
+    if (entry.GetParent() != base) continue;
+    if (Remove(entry, error)) ++removed;
+  }
+  return removed;
+}
+
+bool FileOperations::CreateDir(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return false;
+  }
+  error.code = ErrorCode::AlreadyExists;
+  error.text = TxString("FileOperations::CreateDir");
+  TxStringArray leaves;
+  Path level(path);
+  while (level.HasParent()) {
+    leaves.Add(level.GetLeaf());
+    level.ToParent();
+  }
+  for (Tevrol::Long i = leaves.GetSize() - 1; i >= 0; --i) {
+    level /= Path(leaves[i]);
+    ErrorCode local;
+    if (FileOperationsImpl::CreateDir(level, local)) {
+      Report(error, ErrorCode::Success);
+    } else if (local.code != ErrorCode::AlreadyExists) {
+      error = local;
+      return false;
+    }
+  }
+  return true;
+}
+
+FindIterator FileOperations::FindFiles(Path const& path, ErrorCode& error) {
+  if (!path.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return FindIterator();
+  }
+  Report(error, ErrorCode::Success);
+  TxStringArray names;
+  if (HasWildcardLeaf(path)) {
+    Path const parent = path.GetParent();
+    FileOperationsImpl::FindFiles(parent, path.GetLeaf(), names);
+    return FindIterator(parent, names);
+  }
+  FileOperationsImpl::FindFiles(path, Get_starLeaf(), names);
+  return FindIterator(path, names);
+}
+
+}  // namespace File
+}  // namespace Tevrol

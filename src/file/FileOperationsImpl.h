@@ -27,6 +27,9 @@ class FileOperationsImpl {
   static bool Rename(TxString const& source, TxString const& destination, ErrorCode& error);
   static bool Remove(TxString const& path, ErrorCode& error);
   static bool CreateDir(TxString const& path, ErrorCode& error);
+  // lstat64 says the entry itself is a symbolic link. Remove uses it so that
+  // it never descends through a link into a tree it was not asked to remove.
+  static bool IsSymbolicLink(TxString const& path);
   // Adds the names in directory that match the wildcard pattern; the size of
   // names afterwards (0 when the directory cannot be read).
   static Tevrol::Long FindFiles(TxString const& directory, TxString const& pattern,
