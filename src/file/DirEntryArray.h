@@ -8,11 +8,18 @@
 #include "frame/containers/PIArray.h"
 
 // An array of DirEntry by value with an interface free of templates. Growth
-// as PIArray's automatic rule; entries move inside the buffer byte by byte.
-// Indexes are not checked. No lock: an owner that shares it guards it.
+// as PIArray's automatic rule (capacities 1, 5, 9, ... when grown one at a
+// time); entries move inside the buffer byte by byte. Indexes are not
+// checked. An entry added is assigned: the element stays a plain DirEntry,
+// also when the source is part of a File. Entries and arrays of this array
+// itself may be passed to its operations: they are copied before the buffer
+// moves. No lock: an owner that shares it guards it.
 class TEVROL_EXPORT DirEntryArray
     : private PIArray<DirEntry, DirEntry const&, NullLocking,
                       PIAlloc<PICommonAllocDescriptors::PIArray, PIDefaultAllocator> > {
+  using Base = PIArray<DirEntry, DirEntry const&, NullLocking,
+                       PIAlloc<PICommonAllocDescriptors::PIArray, PIDefaultAllocator> >;
+
  public:
   DirEntryArray();
   DirEntryArray(DirEntryArray const& other);
@@ -41,9 +48,16 @@ class TEVROL_EXPORT DirEntryArray
   void InsertAt(Tevrol::Long index, DirEntryArray* other);
   void Copy(DirEntryArray const& other);
   // Adds the entries of other (from first to last, -1: the last one); the
-  // index of the first new entry, or the size when nothing was added.
+  // size before the call, which is the index of the first new entry. A range
+  // that reaches outside other is clipped to its entries; first above last
+  // adds nothing.
   Tevrol::Long Append(DirEntryArray const& other);
   Tevrol::Long Append(DirEntryArray const& other, Tevrol::Long first, Tevrol::Long last);
+
+ private:
+  // Makes room for all entries of other (not this array) at index and
+  // assigns them there.
+  void InsertEntries(Tevrol::Long index, DirEntryArray const& other);
 };
 
 #endif

@@ -25,7 +25,8 @@ class TEVROL_EXPORT File : public InputStream,
  public:
   enum MoveMethod : Tevrol::Long { Begin = 0, Current = 1, End = 2 };  // others count as Begin
 
-  // No name; opens, once named, for reading and writing without creating.
+  // No name. Once named, opens an existing file read-only (non-blocking)
+  // and never creates one: the target's default flags without O_CREAT.
   File();
   // access and creation are the platform's open flags, passed on untranslated;
   // share, attributes and the bool have no effect.
@@ -42,7 +43,7 @@ class TEVROL_EXPORT File : public InputStream,
   File& operator=(File const&) = delete;
 
   // InputStream. Read: 0 with the count, 7 with 0 bytes at the end, 4 on
-  // failure (also when closed).
+  // failure (also when closed, and with a null bytesRead).
   Tevrol::ULong Read(unsigned char* buffer, Tevrol::ULong length,
                      Tevrol::ULong* bytesRead) override;
   Tevrol::ULong Flush() override;        // 0
@@ -60,7 +61,8 @@ class TEVROL_EXPORT File : public InputStream,
   void Close() override;
   char const* GetFriendlyName() const override;  // "unknown"
 
-  // OutputStream: 0 with the count, 4 on failure.
+  // OutputStream: 0 with the count, 4 on failure (also with a null
+  // bytesWritten).
   Tevrol::ULong Write(unsigned char const* buffer, Tevrol::ULong length,
                       Tevrol::ULong* bytesWritten) override;
 
@@ -71,9 +73,11 @@ class TEVROL_EXPORT File : public InputStream,
   InputStream* GetInputStream() override;
   OutputStream* GetOutputStream() override;
 
-  // The position is taken bit for bit as a signed 64-bit offset.
+  // The position is taken bit for bit as a signed 64-bit offset. 0 or 4.
   Tevrol::ULong SetPosition(unsigned long long position, MoveMethod method);
+  // 0, or 4 with *position 0 (4 alone for a null position).
   Tevrol::ULong GetPosition(unsigned long long* position);
+  // 0, or 4 with *size untouched.
   Tevrol::ULong GetSize(unsigned long long* size);
   // Cuts the file at the current position.
   Tevrol::ULong SetEndOfFile();
@@ -85,7 +89,8 @@ class TEVROL_EXPORT File : public InputStream,
   bool GetCreationTime(Tevrol::Long& time);
   // Renames through FileOperations::Rename (both names absolute). An open
   // file stays open, under the new name at its old position when the rename
-  // succeeded, under the old name otherwise.
+  // succeeded, under the old name otherwise; the reopening never creates nor
+  // cuts the file.
   bool Rename(TxString const& newName, bool overwrite);
   // An open file stays open under its old name.
   void SetFileName(TxString const& name);

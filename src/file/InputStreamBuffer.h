@@ -13,6 +13,7 @@ class TEVROL_EXPORT InputStreamBuffer : public InputStream {
  public:
   // No source (every Read fails with 4), ring of 2048 bytes.
   InputStreamBuffer();
+  // A negative size makes a ring of size 0.
   InputStreamBuffer(InputStream* source, Tevrol::Long size);
   ~InputStreamBuffer() override;
 
@@ -21,7 +22,10 @@ class TEVROL_EXPORT InputStreamBuffer : public InputStream {
 
   // Gives what the ring holds (result 0, never waiting for more). An empty
   // ring is refilled from the source until bytes come, the source reports a
-  // code, or m_readTimeout ms pass (code 2, or the source's own).
+  // code, or m_readTimeout ms pass (code 2, or the source's own); there is
+  // no sleep between two asks. 4 for a null buffer or bytesRead, without a
+  // source, and for a ring that can hold nothing. length 0 gives 0 with
+  // *bytesRead 0 at once.
   Tevrol::ULong Read(unsigned char* buffer, Tevrol::ULong length,
                      Tevrol::ULong* bytesRead) override;
   // Drops what was read ahead, then the source's Flush.

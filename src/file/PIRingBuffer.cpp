@@ -1,1 +1,166 @@
 #include "file/PIRingBuffer.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+PIRingBuffer::PIRingBuffer(Tevrol::ULong size)
+    : m_writePosition(nullptr),
+      m_readPosition(nullptr),
+      m_capacity(0),
+      m_storage(nullptr),
+      m_isFull(false) {
+  static_cast<void>(SetSize(size));
+}
+
+PIRingBuffer::~PIRingBuffer() {
+  delete[] m_storage;
+}
+
+Tevrol::ULong PIRingBuffer::SetSize(Tevrol::ULong size) {
+  delete[] m_storage;
+  m_storage = new (std::nothrow) unsigned char[size];
+  m_capacity = m_storage == nullptr ? 0 : size;
+  m_writePosition = m_storage;
+  m_readPosition = m_storage;
+  m_isFull = false;
+  return m_storage == nullptr ? 0 : 1;
+}
+
+Tevrol::ULong PIRingBuffer::GetSize() const {
+  return m_capacity;
+}
+
+bool PIRingBuffer::IsEmpty() const {
+  return m_writePosition == m_readPosition && !m_isFull;
+}
+
+void PIRingBuffer::ClearAll() {
+  m_writePosition = m_storage;
+  m_readPosition = m_storage;
+  m_isFull = false;
+}
+
+Tevrol::ULong PIRingBuffer::GetAvailableSpace() const {
+  if (m_isFull) {
+    return 0;
+  }
+  if (m_writePosition < m_readPosition) {
+    return static_cast<Tevrol::ULong>(m_readPosition - m_writePosition);
+  }
+  return m_capacity - static_cast<Tevrol::ULong>(m_writePosition - m_readPosition);
+}
+
+Tevrol::ULong PIRingBuffer::GetOccupiedSpace() const {
+  if (m_isFull) {
+    return m_capacity;
+  }
+  if (m_readPosition <= m_writePosition) {
+    return static_cast<Tevrol::ULong>(m_writePosition - m_readPosition);
+  }
+  return m_capacity - static_cast<Tevrol::ULong>(m_readPosition - m_writePosition);
+}
+
+Tevrol::ULong PIRingBuffer::Add(unsigned char* data, Tevrol::ULong count) {
+  // No data to copy from: nothing is taken.
+  if (data == nullptr || count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return 0;
+  }
+  Tevrol::ULong const taken = count < m_capacity ? count : m_capacity;
+  Tevrol::ULong const toEnd = m_capacity - Offset(m_writePosition);
+  Tevrol::ULong const first = taken < toEnd ? taken : toEnd;
+  std::memcpy(m_writePosition, data, first);
+  std::memcpy(m_storage, data + first, taken - first);
+  return Commit(taken);
+}
+
+Tevrol::ULong PIRingBuffer::Add(Tevrol::ULong count) {
+  if (count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return 0;
+  }
+  return Commit(count < m_capacity ? count : m_capacity);
+}
+
+Tevrol::ULong PIRingBuffer::Commit(Tevrol::ULong taken) {
+  Tevrol::ULong const free = GetAvailableSpace();
+  // Summed wide: offset plus count may pass 2^32 in a ring above 2 GiB.
+  Tevrol::ULong const write =
+      static_cast<Tevrol::ULong>((std::uint64_t{Offset(m_writePosition)} + taken) % m_capacity);
+  m_writePosition = m_storage + write;
+  if (taken <= free) {
+    m_isFull = m_writePosition == m_readPosition;
+  } else {
+    // Overrun: the oldest byte goes one behind the newest, so capacity - 1
+    // bytes stay (a ring of one byte is full again).
+    m_readPosition = m_storage + (std::uint64_t{write} + 1) % m_capacity;
+    m_isFull = m_writePosition == m_readPosition;
+  }
+  return taken;
+}
+
+void PIRingBuffer::GetReadBuffer(unsigned char** area, Tevrol::ULong* size) {
+  // A ring that can hold nothing (size 0, or no storage) has no stretch:
+  // size 0 with the area untouched, as for a full ring.
+  if (m_isFull || m_storage == nullptr || m_capacity == 0) {
+    *size = 0;
+    return;
+  }
+  *area = m_writePosition;
+  if (m_readPosition > m_writePosition) {
+    *size = static_cast<Tevrol::ULong>(m_readPosition - m_writePosition);
+  } else {
+    *size = m_capacity - Offset(m_writePosition);
+  }
+}
+
+Tevrol::ULong PIRingBuffer::Get(unsigned char* target, Tevrol::ULong count) {
+  // No place to copy to: nothing is delivered.
+  if (target == nullptr || count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return 0;
+  }
+  Tevrol::ULong const stored = GetOccupiedSpace();
+  if (count > stored) {
+    count = stored;
+  }
+  Tevrol::ULong const toEnd = m_capacity - Offset(m_readPosition);
+  Tevrol::ULong const first = count < toEnd ? count : toEnd;
+  std::memcpy(target, m_readPosition, first);
+  std::memcpy(target + first, m_storage, count - first);
+  return count;
+}
+
+Tevrol::ULong PIRingBuffer::Remove(unsigned char* target, Tevrol::ULong count) {
+  // Drops what was copied: a null target copies and drops nothing.
+  Tevrol::ULong const copied = Get(target, count);
+  Remove(copied);
+  return copied;
+}
+
+void PIRingBuffer::Remove(Tevrol::ULong count) {
+  if (count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return;
+  }
+  Tevrol::ULong const stored = GetOccupiedSpace();
+  if (count > stored) {
+    count = stored;
+  }
+  m_readPosition = m_storage + (std::uint64_t{Offset(m_readPosition)} + count) % m_capacity;
+  m_isFull = false;
+}
+
+void PIRingBuffer::RemoveHead(Tevrol::ULong count) {
+  if (count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return;
+  }
+  Tevrol::ULong const stored = GetOccupiedSpace();
+  if (count > stored) {
+    count = stored;
+  }
+  m_writePosition =
+      m_storage + (std::uint64_t{Offset(m_writePosition)} + (m_capacity - count)) % m_capacity;
+  m_isFull = false;
+}
+
+Tevrol::ULong PIRingBuffer::Offset(unsigned char const* position) const {
+  return static_cast<Tevrol::ULong>(position - m_storage);
+}

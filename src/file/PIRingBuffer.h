@@ -24,14 +24,16 @@ class TEVROL_EXPORT PIRingBuffer {
   Tevrol::ULong GetAvailableSpace() const;
   Tevrol::ULong GetOccupiedSpace() const;
   // Copies in at most the capacity's worth of data; on overrun the ring keeps
-  // capacity - 1 bytes. The count taken.
+  // capacity - 1 bytes. The count taken (0 for null data).
   Tevrol::ULong Add(unsigned char* data, Tevrol::ULong count);
   // Commits count bytes the caller wrote at the area GetReadBuffer gave.
   Tevrol::ULong Add(Tevrol::ULong count);
-  // The free stretch at the write position to fill directly (size 0 and area
-  // untouched when full).
+  // The free stretch at the write position to fill directly: up to the read
+  // position or the end of the storage. Size 0 with the area untouched when
+  // full or when the ring can hold nothing.
   void GetReadBuffer(unsigned char** area, Tevrol::ULong* size);
-  // Copies out up to count of the oldest bytes without removing them.
+  // Copies out up to count of the oldest bytes without removing them (none
+  // to a null target).
   Tevrol::ULong Get(unsigned char* target, Tevrol::ULong count);
   // Get, then drops what was copied.
   Tevrol::ULong Remove(unsigned char* target, Tevrol::ULong count);
@@ -41,6 +43,11 @@ class TEVROL_EXPORT PIRingBuffer {
   void RemoveHead(Tevrol::ULong count);
 
  private:
+  // Moves the write position on by taken bytes (at most the capacity),
+  // overrunning the oldest bytes when they did not fit; gives taken.
+  Tevrol::ULong Commit(Tevrol::ULong taken);
+  Tevrol::ULong Offset(unsigned char const* position) const;
+
   unsigned char* m_writePosition;
   unsigned char* m_readPosition;
   Tevrol::ULong m_capacity;

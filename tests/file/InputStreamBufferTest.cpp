@@ -1,1 +1,222 @@
+#include "file/InputStreamBuffer.h"
+
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <deque>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "file/File.h"
+
+namespace {
+
+using Tevrol::ULong;
+
+// A source that answers from a script: each Read copies the bytes of the
+// next answer (as many as fit), reports all of them as read and gives its
+// code. Once the script has run out it answers 0 bytes with code 0.
+class ScriptedSource : public InputStream {
+ public:
+  struct Answer {
+    ULong code;
+    std::string bytes;
+    int delayMs;  // how long the answer takes
+  };
+
+  explicit ScriptedSource(std::deque<Answer> script) : m_script(std::move(script)) {}
+
+  ULong Read(unsigned char* buffer, ULong length, ULong* bytesRead) override {
+    offered.push_back(length);
+    Answer answer{kStreamSuccess, "", 0};
+    if (!m_script.empty()) {
+      answer = m_script.front();
+      m_script.pop_front();
+    }
+    if (answer.delayMs > 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(answer.delayMs));
+    }
+    answer.bytes.copy(reinterpret_cast<char*>(buffer), length);
+    *bytesRead = static_cast<ULong>(answer.bytes.size());
+    return answer.code;
+  }
+  ULong Flush() override {
+    ++flushes;
+    return 3;
+  }
+  ULong EnableWait() override { return 0; }
+  ULong WaitForData() override { return 0; }
+  ULong DisableWait() override { return 0; }
+  void Cancel() override {}
+  void SetReadTimeout(Tevrol::Long milliseconds) override { timeout = milliseconds; }
+  Tevrol::Long GetReadTimeout() override { return timeout; }
+  void CancelPending() override { ++cancels; }
+
+  std::vector<ULong> offered;  // the length of every Read asked of the source
+  int flushes = 0;
+  int cancels = 0;
+  Tevrol::Long timeout = -1;
+
+ private:
+  std::deque<Answer> m_script;
+};
+
+struct Result {
+  ULong code;
+  std::string bytes;
+};
+
+Result ReadSome(InputStream& stream, ULong length) {
+  std::string buffer(length + 1, '\0');
+  ULong got = 12345;
+  ULong const code = stream.Read(reinterpret_cast<unsigned char*>(&buffer[0]), length, &got);
+  buffer.resize(got == 12345 ? 0 : got);
+  return {code, buffer};
+}
+
+// Each row: a script, then reads of the given lengths with their results,
+// and the lengths the source was asked for.
+TEST(InputStreamBufferTest, ReadsAgainstScriptedSource) {
+  struct Row {
+    char const* name;
+    Tevrol::Long ringSize;
+    std::deque<ScriptedSource::Answer> script;
+    std::vector<ULong> lengths;
+    std::vector<Result> results;
+    std::vector<ULong> offered;
+  };
+  std::vector<Row> const rows = {
+      {"what the ring holds, without asking again",
+       8,
+       {{0, "abc", 0}},
+       {100, 1},
+       {{0, "abc"}, {2, ""}},
+       {8, 5}},
+      {"byte by byte from one refill",
+       8,
+       {{0, "abc", 0}},
+       {1, 1, 1},
+       {{0, "a"}, {0, "b"}, {0, "c"}},
+       {8}},
+      {"end of data passes through", 8, {{7, "", 0}}, {4}, {{7, ""}}, {8}},
+      {"failure passes through, bytes with it dropped",
+       8,
+       {{4, "zz", 0}, {0, "q", 0}},
+       {4, 4},
+       {{4, ""}, {0, "q"}},
+       {8, 8}},
+      {"empty answers are asked again at once",
+       8,
+       {{0, "", 0}, {0, "", 0}, {0, "x", 0}},
+       {4},
+       {{0, "x"}},
+       {8, 8, 8}},
+      {"refill stops at the end of the storage",
+       8,
+       {{0, "abcdef", 0}, {0, "gh", 0}},
+       {6, 6},
+       {{0, "abcdef"}, {0, "gh"}},
+       {8, 2}},
+      {"a source claiming more than offered fills the stretch only",
+       4,
+       {{0, "abcdefgh", 0}},
+       {100},
+       {{0, "abcd"}},
+       {4}},
+      {"length 0 gives nothing and asks nothing", 8, {{0, "abc", 0}}, {0}, {{0, ""}}, {}},
+      {"ring of size 0 fails without asking", 0, {{0, "abc", 0}}, {5}, {{4, ""}}, {}},
+      {"negative size is a ring of 0", -5, {{0, "abc", 0}}, {5}, {{4, ""}}, {}},
+  };
+  for (Row const& row : rows) {
+    SCOPED_TRACE(row.name);
+    ScriptedSource source(row.script);
+    InputStreamBuffer buffer(&source, row.ringSize);
+    // Short, so that a script that runs dry ends quickly in a time-out.
+    buffer.SetReadTimeout(20);
+    for (std::size_t i = 0; i < row.lengths.size(); ++i) {
+      Result const r = ReadSome(buffer, row.lengths[i]);
+      EXPECT_EQ(r.code, row.results[i].code) << "read " << i;
+      EXPECT_EQ(r.bytes, row.results[i].bytes) << "read " << i;
+    }
+    if (row.offered.empty()) {
+      EXPECT_TRUE(source.offered.empty());
+    } else {
+      // A time-out asks an unknown number of times; compare the first asks.
+      ASSERT_GE(source.offered.size(), row.offered.size());
+      source.offered.resize(row.offered.size());
+      EXPECT_EQ(source.offered, row.offered);
+    }
+  }
+}
+
+TEST(InputStreamBufferTest, TimeOutKeepsBytesOfTheLastPass) {
+  // The only answer takes longer than the time-out: its bytes wait in the
+  // ring for the next Read, which does not ask the source.
+  ScriptedSource source({{0, "late", 60}});
+  InputStreamBuffer buffer(&source, 16);
+  buffer.SetReadTimeout(10);
+  EXPECT_EQ(source.timeout, 50);  // the source gets its own fixed time-out
+  EXPECT_EQ(buffer.GetReadTimeout(), 10);
+  Result const first = ReadSome(buffer, 16);
+  EXPECT_EQ(first.code, 2u);
+  EXPECT_EQ(first.bytes, "");
+  Result const second = ReadSome(buffer, 16);
+  EXPECT_EQ(second.code, 0u);
+  EXPECT_EQ(second.bytes, "late");
+  EXPECT_EQ(source.offered.size(), 1u);
+}
+
+TEST(InputStreamBufferTest, FailuresAndForwarding) {
+  unsigned char byte = 0;
+  ULong got = 0;
+  InputStreamBuffer noSource;
+  EXPECT_EQ(noSource.Read(&byte, 1, &got), 4u);
+  EXPECT_EQ(noSource.Flush(), 0u);
+
+  ScriptedSource source({{0, "abc", 0}, {0, "d", 0}});
+  InputStreamBuffer buffer(&source, 8);
+  EXPECT_EQ(buffer.Read(nullptr, 1, &got), 4u);
+  EXPECT_EQ(buffer.Read(&byte, 1, nullptr), 4u);
+  EXPECT_EQ(buffer.EnableWait(), 4u);
+  EXPECT_EQ(buffer.WaitForData(), 4u);
+  EXPECT_EQ(buffer.DisableWait(), 4u);
+  buffer.CancelPending();
+  EXPECT_EQ(source.cancels, 1);
+
+  // Flush drops what was read ahead and gives the source's result.
+  EXPECT_EQ(ReadSome(buffer, 1).bytes, "a");
+  EXPECT_EQ(buffer.Flush(), 3u);
+  EXPECT_EQ(source.flushes, 1);
+  EXPECT_EQ(ReadSome(buffer, 1).bytes, "d");
+}
+
+TEST(InputStreamBufferTest, ByteWiseOverAFile) {
+  char folder[] = "/tmp/tevrol-isb-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  std::string const name = std::string(folder) + "/three";
+  std::FILE* out = std::fopen(name.c_str(), "wb");
+  ASSERT_NE(out, nullptr);
+  std::fputs("xyz", out);
+  std::fclose(out);
+  {
+    File file(name.c_str(), 0, 0, 0, 0x80, false);
+    ASSERT_EQ(file.Open(), 0u);
+    InputStreamBuffer buffer(file.GetInputStream(), 8192);
+    for (char const expected : std::string("xyz")) {
+      Result const r = ReadSome(buffer, 1);
+      EXPECT_EQ(r.code, 0u);
+      EXPECT_EQ(r.bytes, std::string(1, expected));
+    }
+    Result const end = ReadSome(buffer, 1);
+    EXPECT_EQ(end.code, 7u);
+    EXPECT_EQ(end.bytes, "");
+  }
+  std::remove(name.c_str());
+  rmdir(folder);
+}
+
+}  // namespace
