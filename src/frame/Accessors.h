@@ -10,6 +10,7 @@
 // accessor takes no lock and allocates nothing. Do not use a service from an
 // exit handler that runs after its destructor.
 
+class ConfigSystemManager;
 class ExtraHeap;
 class MainThreadInvoker;
 class ProcessDataFactory;
@@ -20,6 +21,7 @@ class TevrolNameHandler;
 class TimerCtrl;
 
 extern "C" {
+TEVROL_EXPORT ConfigSystemManager* ConfigSystemManager_GetInstance();
 TEVROL_EXPORT ExtraHeap* ExtraHeap_GetInstance();
 TEVROL_EXPORT MainThreadInvoker* MainThreadInvoker_GetInstance();
 TEVROL_EXPORT ProcessDataFactory* ProcessDataFactory_GetInstance();
