@@ -12,6 +12,7 @@ NameRegistry::~NameRegistry() {
     while (more) {
       more = m_entries.GetNextEntry(key, text);
       delete[] text;
+      text = nullptr;
     }
   }
   m_entries.RemoveAll();

@@ -32,8 +32,6 @@ ThreadPD::ThreadPD() : m_nativeRunnable(nullptr), m_nativeThread(0), m_requested
   SetFriendlyName("nameless_thread");
 }
 
-ThreadPD::~ThreadPD() = default;
-
 bool ThreadPD::Create(RunnablePD* runnable) {
   m_nativeRunnable = runnable;
   pthread_attr_t attributes;

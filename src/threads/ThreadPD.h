@@ -18,7 +18,7 @@ class TEVROL_EXPORT ThreadPD {
   static const unsigned kMaxNameLength = 59;
 
   ThreadPD();
-  ~ThreadPD();  // does not touch the OS thread
+  ~ThreadPD() = default;  // does not touch the OS thread
   ThreadPD(ThreadPD const&) = delete;
   ThreadPD& operator=(ThreadPD const&) = delete;
 

@@ -18,6 +18,7 @@ TimerContext::TimerContext(TimerContext const& other)
       m_timeout(other.m_timeout.load(kRelaxed)) {}
 
 TimerContext& TimerContext::operator=(TimerContext const& other) {
+  if (this == &other) return *this;
   m_intervall.store(other.m_intervall.load(kRelaxed), kRelaxed);
   m_cyclic.store(other.m_cyclic.load(kRelaxed), kRelaxed);
   m_timeout.store(other.m_timeout.load(kRelaxed), kRelaxed);

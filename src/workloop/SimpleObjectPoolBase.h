@@ -113,8 +113,7 @@ class SimpleObjectPoolBase {
       flags[i] = false;
       m_freeList.AddTail(records + i);
     }
-    m_blocks.SetSize(m_blocks.GetSize() + 1);
-    m_blocks[m_blocks.GetUpperBound()] = AllocatedBlock<T>{records, count};
+    m_blocks.Add(AllocatedBlock<T>{records, count});
     return true;
   }
 

@@ -15,7 +15,7 @@ Task::Task(char const* name) : m_id(TevrolIdProvider_GetInstance()->AddName(name
 Task::Task(Task const& other) : m_id(other.m_id) {}
 
 Task& Task::operator=(Task const& other) {
-  m_id = other.m_id;
+  if (this != &other) m_id = other.m_id;
   return *this;
 }
 

@@ -46,7 +46,7 @@ WorkLoopImpl::~WorkLoopImpl() {
   Task* const idleShutdownTask = m_state == LoopIdle ? m_shutdownTask : nullptr;
   m_lock.Unlock();
 
-  Shutdown(nullptr);
+  WorkLoopImpl::Shutdown(nullptr);  // this class's own, as in any destructor
   m_lock.Lock();
   const Tevrol::Long state = m_state;
   const bool ownThread = m_ownThread;

@@ -66,10 +66,12 @@ class PIArrayExtL : public PIObjectExtL<LockType> {
   // buffer of exactly that many elements (none for 0).
   void SetSizeEx(Tevrol::Long newSize, Tevrol::Long growBy, Tevrol::Long newMaxSize);
 
-  // Appends `value`; returns its index.
+  // Appends `value`; returns its index. An array that holds the largest
+  // Long of elements takes no more: -1, nothing changed.
   Tevrol::Long Add(ARG_TYPE value);
   // Puts `count` copies of `value` at `index`, moving the elements from
   // there up; an index at or past the end first grows the array to `index`.
+  // Nothing happens when the new size would pass the largest Long.
   void InsertAt(Tevrol::Long index, ARG_TYPE value, Tevrol::Long count = 1);
   // Destroys `count` elements from `index` and closes the gap; the capacity
   // stays.
@@ -216,6 +218,9 @@ void PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::SetSizeEx(Tevrol::Long newSiz
 
 template <class TYPE, class ARG_TYPE, class LockType, class Alloc>
 Tevrol::Long PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::Add(ARG_TYPE value) {
+  if (m_size == INT32_MAX) {
+    return -1;
+  }
   Tevrol::Long const own = OwnIndex(value);
   Tevrol::Long const index = m_size;
   SetSize(m_size + 1, -1);
@@ -229,6 +234,9 @@ void PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::InsertAt(Tevrol::Long index, 
   // A negative count inserts nothing, as 0 does.
   if (count < 0) {
     count = 0;
+  }
+  if (count > INT32_MAX - (index < m_size ? m_size : index)) {
+    return;
   }
   Tevrol::Long own = OwnIndex(value);
   if (index < m_size) {

@@ -177,6 +177,7 @@ VALUE& PIMapExtL<KEY, ARG_KEY, VALUE, ARG_VALUE, LockType, Alloc>::operator[](AR
       }
     }
   } else {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): the table holds pointers
     m_table = static_cast<CEntry**>(Alloc::Alloc(m_bucketCount * sizeof(CEntry*)));
     for (Tevrol::ULong i = 0; i < m_bucketCount; ++i) {
       ::new (static_cast<void*>(m_table + i)) CEntry*(nullptr);

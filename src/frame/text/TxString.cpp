@@ -133,7 +133,8 @@ TxString TxString::Left(Tevrol::Long count) const {
 
 TxString TxString::Right(Tevrol::Long count) const {
   if (count <= 0) return TxString();
-  return count >= m_length ? *this : Mid(m_length - count, count);
+  if (count >= m_length) return *this;
+  return Mid(m_length - count, count);
 }
 
 TxString TxString::Mid(Tevrol::Long index, Tevrol::Long count) const {
@@ -278,7 +279,7 @@ void TxString::AppendBytes(char const* bytes) {
 }
 
 void TxString::AppendUnits(char16_t const* units, Tevrol::Long count) {
-  if (count <= 0) return;
+  if (count <= 0 || units == nullptr) return;
   Reserve(std::int64_t{m_length} + count);
   std::memcpy(m_data + m_length, units, static_cast<std::size_t>(count) * sizeof(char16_t));
   m_length += count;
