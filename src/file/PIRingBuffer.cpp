@@ -1,6 +1,5 @@
 #include "file/PIRingBuffer.h"
 
-#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -83,18 +82,13 @@ Tevrol::ULong PIRingBuffer::Add(Tevrol::ULong count) {
 
 Tevrol::ULong PIRingBuffer::Commit(Tevrol::ULong taken) {
   Tevrol::ULong const free = GetAvailableSpace();
-  // Summed wide: offset plus count may pass 2^32 in a ring above 2 GiB.
-  Tevrol::ULong const write =
-      static_cast<Tevrol::ULong>((std::uint64_t{Offset(m_writePosition)} + taken) % m_capacity);
-  m_writePosition = m_storage + write;
-  if (taken <= free) {
-    m_isFull = m_writePosition == m_readPosition;
-  } else {
+  m_writePosition = Advance(m_writePosition, taken);
+  if (taken > free) {
     // Overrun: the oldest byte goes one behind the newest, so capacity - 1
     // bytes stay (a ring of one byte is full again).
-    m_readPosition = m_storage + (std::uint64_t{write} + 1) % m_capacity;
-    m_isFull = m_writePosition == m_readPosition;
+    m_readPosition = Advance(m_writePosition, 1);
   }
+  m_isFull = m_writePosition == m_readPosition;
   return taken;
 }
 
@@ -118,21 +112,20 @@ Tevrol::ULong PIRingBuffer::Get(unsigned char* target, Tevrol::ULong count) {
   if (target == nullptr || count == 0 || m_storage == nullptr || m_capacity == 0) {
     return 0;
   }
-  Tevrol::ULong const stored = GetOccupiedSpace();
-  if (count > stored) {
-    count = stored;
-  }
-  Tevrol::ULong const toEnd = m_capacity - Offset(m_readPosition);
-  Tevrol::ULong const first = count < toEnd ? count : toEnd;
-  std::memcpy(target, m_readPosition, first);
-  std::memcpy(target + first, m_storage, count - first);
-  return count;
+  return CopyOut(target, count);
 }
 
 Tevrol::ULong PIRingBuffer::Remove(unsigned char* target, Tevrol::ULong count) {
-  // Drops what was copied: a null target copies and drops nothing.
-  Tevrol::ULong const copied = Get(target, count);
-  Remove(copied);
+  // Get, then drop what was copied, in one pass: this is the byte-wise
+  // reader's path. A null target copies and drops nothing.
+  if (target == nullptr || count == 0 || m_storage == nullptr || m_capacity == 0) {
+    return 0;
+  }
+  Tevrol::ULong const copied = CopyOut(target, count);
+  if (copied != 0) {
+    m_readPosition = Advance(m_readPosition, copied);
+    m_isFull = false;
+  }
   return copied;
 }
 
@@ -141,10 +134,7 @@ void PIRingBuffer::Remove(Tevrol::ULong count) {
     return;
   }
   Tevrol::ULong const stored = GetOccupiedSpace();
-  if (count > stored) {
-    count = stored;
-  }
-  m_readPosition = m_storage + (std::uint64_t{Offset(m_readPosition)} + count) % m_capacity;
+  m_readPosition = Advance(m_readPosition, count < stored ? count : stored);
   m_isFull = false;
 }
 
@@ -153,12 +143,30 @@ void PIRingBuffer::RemoveHead(Tevrol::ULong count) {
     return;
   }
   Tevrol::ULong const stored = GetOccupiedSpace();
+  m_writePosition = Advance(m_writePosition, m_capacity - (count < stored ? count : stored));
+  m_isFull = false;
+}
+
+Tevrol::ULong PIRingBuffer::CopyOut(unsigned char* target, Tevrol::ULong count) const {
+  Tevrol::ULong const stored = GetOccupiedSpace();
   if (count > stored) {
     count = stored;
   }
-  m_writePosition =
-      m_storage + (std::uint64_t{Offset(m_writePosition)} + (m_capacity - count)) % m_capacity;
-  m_isFull = false;
+  Tevrol::ULong const toEnd = m_capacity - Offset(m_readPosition);
+  Tevrol::ULong const first = count < toEnd ? count : toEnd;
+  if (count == 1) {
+    *target = *m_readPosition;  // the byte-wise reader's case, without a call
+    return 1;
+  }
+  std::memcpy(target, m_readPosition, first);
+  std::memcpy(target + first, m_storage, count - first);
+  return count;
+}
+
+unsigned char* PIRingBuffer::Advance(unsigned char* position, Tevrol::ULong count) const {
+  // count is at most m_capacity: one wrap at most, and no division.
+  Tevrol::ULong const toEnd = m_capacity - Offset(position);
+  return count < toEnd ? position + count : m_storage + (count - toEnd);
 }
 
 Tevrol::ULong PIRingBuffer::Offset(unsigned char const* position) const {

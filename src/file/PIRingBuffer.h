@@ -46,6 +46,10 @@ class TEVROL_EXPORT PIRingBuffer {
   // Moves the write position on by taken bytes (at most the capacity),
   // overrunning the oldest bytes when they did not fit; gives taken.
   Tevrol::ULong Commit(Tevrol::ULong taken);
+  // Copies up to count of the oldest bytes to target; the count copied.
+  Tevrol::ULong CopyOut(unsigned char* target, Tevrol::ULong count) const;
+  // position moved on by count (at most m_capacity) bytes, round the end.
+  unsigned char* Advance(unsigned char* position, Tevrol::ULong count) const;
   Tevrol::ULong Offset(unsigned char const* position) const;
 
   unsigned char* m_writePosition;
