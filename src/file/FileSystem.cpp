@@ -82,7 +82,7 @@ bool CopyBlocks(int in, int out, char* block, std::size_t blockSize, std::int64_
   }
 }
 
-DirEntry* NewEntry(bool directory, TxString const& name, std::uint64_t size) {
+DirEntry* NewEntry(bool directory, char const* name, std::uint64_t size) {
   DirEntry* entry = nullptr;
   if (directory) {
     entry = new (std::nothrow) DirEntry();
@@ -183,8 +183,7 @@ DirEntry* FileSystem::GetNextEntry() {
       continue;
     }
     // An entry that cannot be allocated is passed over as a failing stat64 is.
-    return NewEntry(directory, TxString(record->d_name),
-                    static_cast<std::uint64_t>(status.st_size));
+    return NewEntry(directory, record->d_name, static_cast<std::uint64_t>(status.st_size));
   }
 }
 
@@ -326,10 +325,10 @@ DirEntry* FileSystem::FindEntry(TxString pattern) {
     globfree(&found);
     return nullptr;
   }
-  TxString const name(found.gl_pathv[0]);
+  DirEntry* const entry = NewEntry((status.st_mode & S_IFMT) == S_IFDIR, found.gl_pathv[0],
+                                   static_cast<std::uint64_t>(status.st_size));
   globfree(&found);
-  return NewEntry((status.st_mode & S_IFMT) == S_IFDIR, name,
-                  static_cast<std::uint64_t>(status.st_size));
+  return entry;
 }
 
 void FileSystem::ReleaseEntry(DirEntry* entry) {

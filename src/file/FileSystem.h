@@ -74,7 +74,7 @@ class TEVROL_EXPORT FileSystem {
   TxString GetCurrentDir();
   // path when it starts with "/", else the current directory, "/" unless it
   // ends with one, and path. "." and ".." stay. May fill an empty current
-  // directory, as GetCurrentDir does.
+  // directory, as GetCurrentDir does; should getcwd fail, path goes under "/".
   TxString ToAbsolutePath(TxString const& path);
   // Makes the whole chain of folders (mode 0700). True only when the last
   // level was made now: an existing directory gives false. An absolute path
@@ -86,8 +86,9 @@ class TEVROL_EXPORT FileSystem {
   // directory. An existing destination gives false and stays untouched.
   // False when a read or write fails; the part copied so far stays.
   bool CopyEntry(TxString source, TxString destination);
-  // rename. With overwrite an existing destination is removed first; without
-  // it nothing is tested and rename decides.
+  // rename, both relative to the current directory. With overwrite an
+  // existing destination is removed first, even when the rename then fails;
+  // without it nothing is tested and rename decides (it replaces a file).
   bool MoveEntry(TxString source, TxString destination, bool overwrite);
   // Whether the current directory followed by name exists (see FileExists).
   // A current directory without a "/" at the end gets one in between.
@@ -112,7 +113,8 @@ class TEVROL_EXPORT FileSystem {
   static bool GetFileTime(TxString const& path, TimeDate& time);
   // Whether the path can be opened for reading, relative to the executable's
   // folder (not to any object's current directory): a directory counts, a
-  // file that may not be read does not. "" tests the executable's folder.
+  // file that may not be read does not. "" tests the executable's folder. A
+  // FIFO is opened without waiting for a writer.
   static bool FileExists(TxString path);
   static bool FileExists(char const* path);
   // Whether stat64 succeeds, of any kind of entry, a plain file too. Relative
