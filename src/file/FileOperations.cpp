@@ -172,14 +172,12 @@ FindIterator FileOperations::FindFiles(Path const& path, ErrorCode& error) {
     return FindIterator();
   }
   Report(error, ErrorCode::Success);
-  TxStringArray names;
-  if (HasWildcardLeaf(path)) {
-    Path const parent = path.GetParent();
-    FileOperationsImpl::FindFiles(parent, path.GetLeaf(), names);
-    return FindIterator(parent, names);
-  }
-  FileOperationsImpl::FindFiles(path, Get_starLeaf(), names);
-  return FindIterator(path, names);
+  bool const wildcard = HasWildcardLeaf(path);
+  FindIterator result(wildcard ? path.GetParent() : path, TxStringArray());
+  FileOperationsImpl::FindFiles(result.m_base, wildcard ? path.GetLeaf() : Get_starLeaf(),
+                                result.m_names);
+  result.m_index = result.m_names.GetSize() > 0 ? 0 : -1;
+  return result;
 }
 
 }  // namespace File

@@ -37,6 +37,10 @@ class TEVROL_EXPORT FindIterator {
   TEVROL_INTERNAL std::int32_t GetIndexForTesting() const { return m_index; }
 
  private:
+  // FindFiles reads the names straight into the iterator it returns, sparing
+  // a copy of the whole array.
+  friend class FileOperations;
+
   Path m_base;
   TxStringArray m_names;
   std::int32_t m_index;  // -999 default, -1 nothing found, 0..size
