@@ -4,8 +4,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <string>
+#include <vector>
+
+#include <stdlib.h>
+#include <unistd.h>
 
 #include "config/ConfigSystemImpl.h"
 #include "file/InputStream.h"
@@ -96,5 +101,34 @@ inline std::string Dump(ConfigSystemImpl& system) {
   for (auto const& entry : entries) out += (out.empty() ? "" : " ") + entry.first + entry.second;
   return out;
 }
+
+// A private folder for configuration files, removed with its files.
+class TempFolder {
+ public:
+  TempFolder() {
+    char name[] = "/tmp/tevrol-config-XXXXXX";
+    m_path = mkdtemp(name) != nullptr ? name : "";
+  }
+  ~TempFolder() {
+    for (auto const& file : m_files) unlink((m_path + "/" + file).c_str());
+    rmdir(m_path.c_str());
+  }
+  std::string const& Path() const { return m_path; }
+  // Writes (or, for a null content, removes) one file.
+  void Write(std::string const& name, char const* content, std::size_t length) {
+    std::string const path = m_path + "/" + name;
+    unlink(path.c_str());
+    if (content == nullptr) return;
+    std::ofstream(path, std::ios::binary).write(content, static_cast<std::streamsize>(length));
+    m_files.push_back(name);
+  }
+  void Write(std::string const& name, std::string const& content) {
+    Write(name, content.data(), content.size());
+  }
+
+ private:
+  std::string m_path;
+  std::vector<std::string> m_files;
+};
 
 #endif

@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "ConfigTestSupport.h"
+#include "config/ConfigLineParser.h"
+#include "config/ConfigSystemImpl.h"
+
+namespace {
+
+// Counts what the reader hands on, to check that every byte of a file is
+// accounted for exactly once.
+struct ByteCounter : ConfigImportObserver {
+  void FileRead(char const* path) override { file = path != nullptr ? path : ""; }
+  void Line(Tevrol::ULong, char const*, Tevrol::ULong length, ConfigLine const&) override {
+    ++lines;
+    bytes += length;
+  }
+  void End(Tevrol::ULong, char const*, Tevrol::ULong length) override { dropped = length; }
+  std::string file;
+  std::size_t lines = 0, bytes = 0, dropped = 0;
+};
+
+std::string ImportFolder(ConfigSystemImpl& system, TempFolder const& folder) {
+  system.SetPersistentStorageFolder(folder.Path().c_str());
+  EXPECT_EQ(system.Import(), 0);
+  return Dump(system);
+}
+
+// "/config.ini" if it opens, else "/config2.ini"; never both.
+TEST(ConfigImportTest, ConfigIniOrElseConfig2) {
+  char const* const a = "[A]\n\"k\"=d:1\n";
+  char const* const b = "[B]\n\"k\"=d:2\n";
+  struct Case {
+    char const* ini;
+    char const* ini2;
+    std::string store;
+  } const cases[] = {
+      {a, b, "A/k=n:1"},      {"", b, ""},  // an empty config.ini wins
+      {"no line end", b, ""}, {nullptr, b, "B/k=n:2"},
+      {nullptr, nullptr, ""},
+  };
+  for (auto const& c : cases) {
+    SCOPED_TRACE(std::string(c.ini != nullptr ? c.ini : "(none)"));
+    TempFolder folder;
+    if (c.ini != nullptr) folder.Write("config.ini", c.ini);
+    if (c.ini2 != nullptr) folder.Write("config2.ini", c.ini2);
+    ConfigSystemImpl system;
+    EXPECT_EQ(ImportFolder(system, folder), c.store);
+    system.Shutdown();
+  }
+}
+
+// An import adds: what a later file lacks stays, what it has replaces.
+TEST(ConfigImportTest, ImportsAddAndNeverClear) {
+  TempFolder folder;
+  ConfigSystemImpl system;
+  system.StoreStringValue("Own", "k", "mine");
+  folder.Write("config.ini", "[G]\n\"a\"=d:1\n\"b\"=d:2\n");
+  EXPECT_EQ(ImportFolder(system, folder), "G/a=n:1 G/b=n:2 Own/k=\"mine\"");
+  folder.Write("config.ini", "[G]\n\"b\"=\"two\"\n\"c\"=h:03\n");
+  EXPECT_EQ(ImportFolder(system, folder), "G/a=n:1 G/b=\"two\" G/c=h:03 Own/k=\"mine\"");
+  system.Shutdown();
+}
+
+// Generated files never crash the reader nor make it read past a buffer (the
+// sanitizer builds watch), and every byte is read once: as part of a line or
+// as the dropped end.
+TEST(ConfigImportTest, GeneratedFilesAreReadByteForByte) {
+  std::mt19937 random(20261123);
+  const std::string alphabet = "[]\"=dDhH:,0123456789abcdefx \t\r\n\n\n";
+  std::vector<std::string> files = {std::string(5000, 'x'), std::string(1023 * 3, '"'),
+                                    "[G]\n\"k\"=hex:" + std::string(3000, '1') + "\n",
+                                    std::string(2046, '\n')};
+  for (int i = 0; i < 60; ++i) {
+    std::string file(random() % 4000, '\0');
+    for (char& c : file) {
+      c = random() % 4 == 0 ? static_cast<char>(random() % 256)
+                            : alphabet[random() % alphabet.size()];
+    }
+    files.push_back(file);
+  }
+  TempFolder folder;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    SCOPED_TRACE(i);
+    folder.Write("config.ini", files[i]);
+    ConfigSystemImpl system;
+    system.SetPersistentStorageFolder(folder.Path().c_str());
+    ByteCounter counter;
+    system.ImportFile(&counter);
+    Dump(system);
+    system.Shutdown();
+    EXPECT_EQ(counter.file, folder.Path() + "/config.ini");
+    EXPECT_EQ(counter.bytes + counter.dropped, files[i].size());
+    if (files[i].find('\n') == std::string::npos) {
+      EXPECT_EQ(counter.lines, files[i].size() / 1023);  // pieces of 1023 bytes
+    }
+  }
+}
+
+}  // namespace
