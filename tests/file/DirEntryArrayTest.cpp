@@ -120,8 +120,8 @@ TEST(DirEntryArrayTest, CopyAssignInsert) {
   EXPECT_EQ(one[1].m_type, DirEntry::kNoType);
   one.InsertAt(1, &other);
   EXPECT_EQ(Names(one), "axy-xy");
-  DirEntryArray const empty;
-  one.InsertAt(0, const_cast<DirEntryArray*>(&empty));
+  DirEntryArray empty;
+  one.InsertAt(0, &empty);
   one.InsertAt(0, nullptr);
   EXPECT_EQ(Names(one), "axy-xy");
 
