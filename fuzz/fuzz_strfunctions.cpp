@@ -235,6 +235,28 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                RefFind(a, b, ignoreCase, start));
   }
 
+  // What the header promises beyond the rules: a start outside the text, and
+  // null texts, give -1 or read as "".
+  {
+    Long const outside = input.ConsumeBool() ? input.ConsumeIntegralInRange<Long>(-40, -1)
+                                             : static_cast<Long>(a.size()) +
+                                                   input.ConsumeIntegralInRange<Long>(1, 40);
+    FUZZ_CHECK(StrFunctionsPI::FindChar(pa.get(), 'a', ignoreCase, outside) == -1);
+    FUZZ_CHECK(StrFunctionsPI::Find(pa.get(), pb.get(), ignoreCase, outside) == -1);
+    FUZZ_CHECK(StrFunctionsPI::Find(pa.get(), nullptr, ignoreCase, 0) == -1);
+    FUZZ_CHECK(StrFunctionsPI::Find(nullptr, pb.get(), ignoreCase, 0) == -1);
+    std::unique_ptr<char[]> copy(new char[a.size() + 1]);
+    FUZZ_CHECK(StrFunctionsPI::ReplaceAll(pa.get(), copy.get(), 0, nullptr, nullptr, ignoreCase) ==
+               1);
+    FUZZ_CHECK(a == copy.get());
+    char empty[1] = {'x'};
+    FUZZ_CHECK(StrFunctionsPI::ReplaceAll(nullptr, empty, 0, pb.get(), nullptr, ignoreCase) == 1);
+    FUZZ_CHECK(empty[0] == '\0');
+    char zero[2] = {'x', 'x'};
+    StrFunctionsPI::IToA(0, zero, input.ConsumeIntegralInRange<Long>(2, 36));
+    FUZZ_CHECK(zero[0] == '0' && zero[1] == '\0');
+  }
+
   // ReplaceAll into a block of exactly the result's size.
   {
     std::string const replacement = Text(input);
