@@ -31,12 +31,13 @@ bool HasContent(char const* from, char const* end) {
   return ContentEnd(from, end) > from;
 }
 
-// Digits only, so a reader takes them for decimal, but "%8x" gives another value.
+// Decimal digits only, fewer than the eight of the padded hexadecimal form,
+// so a reader takes them for decimal, but "%8x" gives another value.
 bool LooksDecimal(char const* from, char const* to, std::uint32_t value) {
   while (from < to && IsBlank(*from)) ++from;
   bool negative = false;
   if (from < to && (*from == '-' || *from == '+')) negative = *from++ == '-';
-  if (from == to) return false;
+  if (from == to || to - from >= 8) return false;
   std::uint32_t decimal = 0;
   for (; from < to; ++from) {
     if (*from < '0' || *from > '9') return false;

@@ -95,6 +95,7 @@ TEST(ConfigLineParserTest, NotesSayWhyALineIsIgnoredOrReadOtherwise) {
       {"\"k\"=\"v\"w\n", K::Text, N::TrailingBytes},
       {"\"k\"=d:0000001f\n", K::Number, N::None},
       {"\"k\"=d:9\n", K::Number, N::None},
+      {"\"k\"=d:00000050\n", K::Number, N::None},  // the padded form is plainly hexadecimal
       {"\"k\"=d:31\n", K::Number, N::NumberLooksDecimal},
       {"\"k\"=d:123456789\n", K::Number, N::NumberTooLong},
       {"\"k\"=d:\n", K::Number, N::NumberNoDigits},
