@@ -14,13 +14,11 @@ constexpr std::size_t kMaxNameBytes = 254;
 
 }  // namespace
 
-// The target's default 0x180 would create a missing file on Open; without
-// O_CREAT a named default File opens an existing file read-only and never
-// creates one (the browser builds its entries this way).
+// The target's default 0x180: read-only, non-blocking, and created when
+// missing; Open then passes the mode 0644, so a default-built File that gets a
+// name never creates a file with undefined permissions.
 File::File()
-    : m_fileDescriptor(-1),
-      m_accessFlags(FilePD::kTargetDefaultAccess & ~FilePD::kCreate),
-      m_creationFlags(0) {
+    : m_fileDescriptor(-1), m_accessFlags(FilePD::kTargetDefaultAccess), m_creationFlags(0) {
   m_type = kFileEntry;
 }
 

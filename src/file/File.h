@@ -25,8 +25,8 @@ class TEVROL_EXPORT File : public InputStream,
  public:
   enum MoveMethod : Tevrol::Long { Begin = 0, Current = 1, End = 2 };  // others count as Begin
 
-  // No name. Once named, opens an existing file read-only (non-blocking)
-  // and never creates one: the target's default flags without O_CREAT.
+  // No name. Once named, it opens with the target's default flags: read-only,
+  // non-blocking, and a missing file is created with mode 0644.
   File();
   // access and creation are the platform's open flags, passed on untranslated;
   // share, attributes and the bool have no effect.

@@ -118,18 +118,24 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
   EXPECT_EQ(time, -1);
 }
 
-// What Open gives for the ways a File can be built, and that no refused
-// open leaves a file behind.
-TEST_F(FileTest, OpenRefusalsCreateNothing) {
+// What Open gives for the ways a File can be built: a refused open leaves no
+// file behind, and O_CREAT among the access flags brings the mode as well.
+TEST_F(FileTest, OpenResultsAndWhatTheyCreate) {
   File unnamed;
   EXPECT_EQ(unnamed.Open(), 4u);
-
-  File namedDefault;
-  namedDefault.SetFileName(TxString(In("missing").c_str()));
-  EXPECT_EQ(namedDefault.Open(), 1u);
   File notCreating(In("missing").c_str(), O_RDWR, 0, 0, 0, false);
   EXPECT_EQ(notCreating.Open(), 1u);
   EXPECT_TRUE(Listing().empty());
+
+  // The default flags create a missing file, read-only, with mode 0644.
+  mode_t const oldMask = umask(022);
+  File namedDefault;
+  namedDefault.SetFileName(TxString(In("missing").c_str()));
+  EXPECT_EQ(namedDefault.Open(), 0u);
+  umask(oldMask);
+  struct stat made;
+  ASSERT_EQ(stat(In("missing").c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777, 0644u);
 
   // A default-built File opens an existing file for reading only.
   Put(In("there"), "abc");
@@ -140,15 +146,6 @@ TEST_F(FileTest, OpenRefusalsCreateNothing) {
   EXPECT_EQ(ReadText(browserEntry, 3, &code), "abc");
   ULong written = 9;
   EXPECT_EQ(WriteText(browserEntry, "x", &written), 4u);
-
-  // O_CREAT among the access flags brings the mode as well.
-  mode_t const mask = umask(022);
-  File creating(In("made").c_str(), O_RDWR | O_CREAT, 0, 0, 0, false);
-  EXPECT_EQ(creating.Open(), 0u);
-  umask(mask);
-  struct stat info;
-  ASSERT_EQ(stat(In("made").c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0644u);
 }
 
 TEST_F(FileTest, NameIsCutTo254Bytes) {
