@@ -20,12 +20,6 @@ bool HasWildcardLeaf(Path const& path) {
   return leaf.Contains(Get_starLeaf()) || leaf.Contains(Get_questionmarkLeaf());
 }
 
-// The folder a search on path reads: its parent for a wildcard leaf, else
-// the path itself. FindIterator appends the names to it.
-Path SearchBase(Path const& path) {
-  return HasWildcardLeaf(path) ? path.GetParent() : path;
-}
-
 }  // namespace
 
 void FileOperations::StartUp() {
@@ -126,10 +120,10 @@ std::int32_t FileOperations::RemoveAll(Path const& path, ErrorCode& error) {
     Report(error, ErrorCode::NotAbsolute);
     return 0;
   }
-  Path const base = SearchBase(path);
   std::int32_t removed = 0;
   for (FindIterator it = FindFiles(path, error); !(*it).IsEmpty(); ++it) {
     Path const entry = *it;
+    Path const& base = it.m_base;
     // Only results that name an entry of base itself are removed. A name that
     // Path cannot append (":" at index 1, " ", "\\") yields base, which would
     // recurse without end; one with "\\" or ".." parts ("..\\x") would name

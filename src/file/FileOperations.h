@@ -30,13 +30,18 @@ class TEVROL_EXPORT FileOperations {
   static bool CopyFileEntry(Path const& source, Path const& destination, bool overwrite,
                             ErrorCode& error);
   // With overwrite an existing destination is removed first, a directory
-  // with all it holds.
+  // with all it holds. Without it an existing destination gives false with
+  // AlreadyExists and an empty text, as the copy reports it.
   static bool Rename(Path const& source, Path const& destination, bool overwrite, ErrorCode& error);
   // A directory goes with its content. Paths ending in "." or ".." are never
-  // removed (false, error untouched).
+  // removed (false, error untouched). A symbolic link goes as the link alone:
+  // the folder it points to is never emptied. When something inside could
+  // not go, the caller gets the report of the folder itself (ENOTEMPTY).
   static bool Remove(Path const& path, ErrorCode& error);
   // Removes what a search on path selects (a directory: all it holds, not
-  // itself); the count of entries removed.
+  // itself); the count of entries removed. error holds the last report. A
+  // name that does not survive as a Path below the searched folder (":" at
+  // index 1, " ", "\\", "..\\x") is skipped and stays where it is.
   static std::int32_t RemoveAll(Path const& path, ErrorCode& error);
   // Makes every missing level, each with mode 0700.
   static bool CreateDir(Path const& path, ErrorCode& error);
