@@ -99,6 +99,8 @@ struct FileSystemTest : ::testing::Test {
     m_cwd = getcwd(cwd, sizeof cwd) != nullptr ? cwd : "/";
     m_umask = umask(0);  // modes are checked as they are asked for
   }
+  // Every path of a test lies in this folder; never run without it.
+  void SetUp() override { ASSERT_FALSE(m_dir.empty()); }
   ~FileSystemTest() override {
     umask(m_umask);
     EXPECT_EQ(chdir(m_cwd.c_str()), 0);
