@@ -38,7 +38,7 @@ class FindFilesTest : public ::testing::Test {
     ASSERT_NE(mkdtemp(name), nullptr);
     m_dir = name;
     for (std::string leaf : {"a.log", "A.TXT", "a.txt.bak", "abc", "ac", "a.c", "b1", "d1", "a+",
-                             "f(1)", "^a", "a$b", "x y", kUtf8Name.c_str()}) {
+                             "f(1)", "^a", "a$b", "x y", "b\\1", kUtf8Name.c_str()}) {
       std::ofstream(m_dir + "/" + leaf) << leaf;
     }
   }
@@ -90,18 +90,19 @@ TEST(WildcardTranslationTest, AnchorsEscapesTheDotAndCutsLongPatterns) {
 }
 
 // "pattern|leaves found": matching ignores case, is anchored at both ends,
-// and leaves all other expression syntax (brackets, +, (, ^, $) as the basic
-// syntax reads it.
+// and leaves all other expression syntax (brackets, +, (, ^, $, "\\\\" for a
+// backslash) as the basic syntax reads it.
 TEST_F(FindFilesTest, PatternsSelectWholeNamesIgnoringCase) {
   for (std::string const& row : std::vector<std::string>{
            "*.LOG|a.log", "*.txt|A.TXT," + kUtf8Name, "a?c|a.c,abc", "a.c|a.c", "ABC|abc",
            "[a-c]?|a+,ac,b1", "a+|a+", "f(1)|f(1)", "^a|^a", "a$b|a$b", "x y|x y", "?|.",
-           "\xc3\xa4\xe2\x82\xac*|" + kUtf8Name, "nothing*|"}) {
+           "\xc3\xa4\xe2\x82\xac*|" + kUtf8Name, "nothing*|", "*\\\\*|b\\1"}) {
     std::vector<std::string> const f = Fields(row);
     EXPECT_EQ(Find(f[0]), f[1]) << row;
   }
   std::string const all = Find("*");
-  EXPECT_EQ(all, ".,..,A.TXT,^a,a$b,a+,a.c,a.log,a.txt.bak,abc,ac,b1,d1,f(1),x y," + kUtf8Name);
+  EXPECT_EQ(all,
+            ".,..,A.TXT,^a,a$b,a+,a.c,a.log,a.txt.bak,abc,ac,b1,b\\1,d1,f(1),x y," + kUtf8Name);
   EXPECT_EQ(Find(""), "");
   // Cut before its "zzz" without a sign, the pattern finds everything.
   EXPECT_EQ(Find(std::string(600, '*') + "zzz"), all);
