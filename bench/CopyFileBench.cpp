@@ -36,6 +36,7 @@ class CopySource {
     for (std::size_t done = 0; done < kFileBytes; done += block.size()) {
       if (write(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) break;
     }
+    fsync(fd);  // so that writing it back does not fall into the first timed copy
     close(fd);
   }
   ~CopySource() {
