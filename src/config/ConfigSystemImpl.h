@@ -109,7 +109,7 @@ class ConfigSystemImpl : public ConfigSystem {
   GroupMap m_groups;
   bool m_dirty;               // guarded by m_lock
   bool m_exportTimerRunning;  // guarded by m_lock
-  CriticalSection m_lock;  // guards the two flags; taken by nothing else
+  CriticalSection m_lock;     // guards the two flags; taken by nothing else
 };
 
 template <class Visit>
