@@ -161,8 +161,14 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   CheckParts(path);
   CheckAppend(path, tail);
-  TxString copy = path;
-  Tevrol::File::CheckIllegalChars(copy);
-  FUZZ_CHECK(copy == path);
+  // Only the control characters 1 to 30 are refused; '<', '>', '|' and '"'
+  // pass, as every other character does.
+  TxString copy = input;
+  bool accepted = true;
+  for (Long i = 0; i < input.GetLength(); ++i) {
+    accepted = accepted && (input[i] >= TxChar(std::uint16_t{31}) || input[i] == TxChar('\0'));
+  }
+  FUZZ_CHECK(Tevrol::File::CheckIllegalChars(copy) == accepted);
+  FUZZ_CHECK(copy == input);
   return 0;
 }
