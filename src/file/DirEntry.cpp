@@ -10,7 +10,8 @@ DirEntry::DirEntry(DirEntry const& other)
       m_text3(other.m_text3) {}
 
 DirEntry& DirEntry::operator=(DirEntry const& other) {
-  // Field by field in declaration order; each TxString copes with itself.
+  if (this == &other) return *this;
+  // Field by field in declaration order.
   m_name = other.m_name;
   m_type = other.m_type;
   m_size = other.m_size;

@@ -1,5 +1,7 @@
 #include "file/DirEntryArray.h"
 
+#include <cstdint>
+
 DirEntryArray::DirEntryArray() = default;
 
 DirEntryArray::DirEntryArray(DirEntryArray const& other) : Base() {
@@ -146,8 +148,11 @@ Tevrol::Long DirEntryArray::Append(DirEntryArray const& other, Tevrol::Long firs
     return Append(part, 0, -1);
   }
   Tevrol::Long const count = last - first + 1;
+  if (count > INT32_MAX - oldSize) {
+    return oldSize;  // more entries than a Long counts: nothing is added
+  }
   Base::SetSize(oldSize + count, -1);
-  for (Tevrol::Long i = 0; i < count; ++i) {
+  for (Tevrol::Long i = 0; oldSize + i < GetSize(); ++i) {
     ElementAt(oldSize + i) = other.GetAt(first + i);
   }
   return oldSize;

@@ -38,7 +38,7 @@ File::File(char const* name, Tevrol::Long access, Tevrol::Long share, Tevrol::Lo
     : File(TxString(name), access, share, creation, attributes, unused) {}
 
 File::~File() {
-  Close();
+  File::Close();  // this class's own, as in any destructor
 }
 
 Tevrol::ULong File::Read(unsigned char* buffer, Tevrol::ULong length, Tevrol::ULong* bytesRead) {
@@ -100,7 +100,7 @@ Tevrol::ULong File::Open() {
 }
 
 void File::Close() {
-  if (IsOpen()) {
+  if (m_fileDescriptor != -1) {
     static_cast<void>(FilePD::Close(m_fileDescriptor));
     m_fileDescriptor = -1;
   }

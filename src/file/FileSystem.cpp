@@ -194,6 +194,8 @@ void FileSystem::EndFind() {
   m_search->entry = nullptr;
 }
 
+// The interface takes its texts by value.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 bool FileSystem::ChangeDir(TxString path) {
   if (path.IsEmpty()) {
     m_currentDir.Clear();
@@ -448,5 +450,6 @@ Tevrol::Long FileSystem::GetEntryAttribute(TxString) {
 }
 
 void FileSystem::AddPersistentStorageDrive(TxString const&) {}
+// NOLINTEND(performance-unnecessary-value-param)
 
 void FileSystem::GetPersistentStorageDrives(DirEntryArray&) {}

@@ -93,9 +93,8 @@ void HelperFunctions::CutFileName(TxString const& text, TxString& folder, TxStri
     folder = head;
     file = tail;
   } else {
-    TxString whole = text;
+    file = text;  // first: text may be folder itself
     folder.Clear();
-    file = whole;
   }
 }
 

@@ -55,6 +55,8 @@ char const* PDEnvInformation::GetConfigPath() {
   char const* const home = GetHomePath();
   const std::size_t homeLength = std::strlen(home);
   char* const built = new char[homeLength + sizeof(kConfigFolder)];
+  // The zero comes with the folder's name.
+  // NOLINTNEXTLINE(bugprone-not-null-terminated-result)
   std::memcpy(built, home, homeLength);
   std::memcpy(built + homeLength, kConfigFolder, sizeof(kConfigFolder));
   if (__atomic_compare_exchange_n(&s_configPath, &path, built, false, __ATOMIC_ACQ_REL,

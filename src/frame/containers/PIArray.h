@@ -93,6 +93,17 @@ class PIArrayExtL : public PIObjectExtL<LockType> {
     }
   }
 
+  // What the array keeps true, told to the static analyzer, which cannot
+  // see it across calls: a buffer exactly when there is room, and
+  // 0 <= m_size <= m_maxSize. No code at run time.
+  void AssumeConsistent() const {
+#ifdef __clang_analyzer__
+    if ((m_data == nullptr) != (m_maxSize == 0) || m_size < 0 || m_size > m_maxSize) {
+      __builtin_unreachable();
+    }
+#endif
+  }
+
   static void DestroyElements(TYPE* buffer, Tevrol::Long from, Tevrol::Long to) {
     for (Tevrol::Long i = from; i < to; ++i) {
       buffer[i].~TYPE();
@@ -145,6 +156,7 @@ class PIArrayExtL : public PIObjectExtL<LockType> {
 template <class TYPE, class ARG_TYPE, class LockType, class Alloc>
 void PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::SetSize(Tevrol::Long newSize,
                                                            Tevrol::Long growBy) {
+  AssumeConsistent();
   // A negative size would reach before the buffer: it counts as 0.
   if (newSize < 0) {
     newSize = 0;
@@ -177,6 +189,7 @@ template <class TYPE, class ARG_TYPE, class LockType, class Alloc>
 void PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::SetSizeEx(Tevrol::Long newSize,
                                                              Tevrol::Long growBy,
                                                              Tevrol::Long newMaxSize) {
+  AssumeConsistent();
   if (growBy != -1) {
     m_growBy = growBy;
   }
@@ -214,6 +227,7 @@ void PIArrayExtL<TYPE, ARG_TYPE, LockType, Alloc>::SetSizeEx(Tevrol::Long newSiz
     m_data = buffer;
   }
   m_size = target;
+  AssumeConsistent();
 }
 
 template <class TYPE, class ARG_TYPE, class LockType, class Alloc>
