@@ -227,18 +227,15 @@ void ConfigSystemImpl::Shutdown() {
   }
   m_groups.RemoveAll();
 
-  m_lock.Lock();
-  const bool running = m_exportTimerRunning;
-  m_lock.Unlock();
-  if (running) {
-    TimerCtrl* const timers = TimerCtrl_GetInstance();
-    if (timers != nullptr) {
-      // Without m_lock: RemoveTimer waits for a running Tick, which takes it.
-      timers->RemoveTimer(this);
-      m_lock.Lock();
-      m_exportTimerRunning = false;
-      m_lock.Unlock();
-    }
+  TimerCtrl* const timers = TimerCtrl_GetInstance();
+  if (timers != nullptr) {
+    // Also with m_exportTimerRunning clear: a Tick that has just cleared it
+    // may not have returned yet, and the owner may delete this system once
+    // Shutdown returns. Without m_lock: RemoveTimer waits for that Tick.
+    timers->RemoveTimer(this);
+    m_lock.Lock();
+    m_exportTimerRunning = false;
+    m_lock.Unlock();
   }
 }
 

@@ -22,9 +22,9 @@
 // until both flags are cleared: each is one step for the other, so a change
 // is never lost between Tick's Export and its clearing, and a timer that is
 // started never runs out unseen. Export is called with m_lock held.
-// Shutdown does not hold it across RemoveTimer, which waits for a Tick that
-// needs it. Lock order: the timer's m_callbackLock, m_lock, the timer's
-// m_listLock.
+// Shutdown calls RemoveTimer whatever the flag says, so that no Tick is left
+// running when it returns, and not under m_lock, which that Tick needs.
+// Lock order: the timer's m_callbackLock, m_lock, the timer's m_listLock.
 class ConfigSystemImpl : public ConfigSystem {
  public:
   using KeyMap = PIMap<char const*, char const*, ConfigKeyDataContainer*, ConfigKeyDataContainer*,
