@@ -27,9 +27,9 @@ using Tevrol::ULong;
 struct Call {
   char kind;
   Invokant const* who;
-  ULong p1, p2, p3;
-  void* data;
-  Tevrol::ThreadId thread;
+  ULong p1, p2 = 0, p3 = 0;
+  void* data = nullptr;
+  Tevrol::ThreadId thread = 0;
   bool operator==(Call const& o) const {
     return kind == o.kind && who == o.who && p1 == o.p1 && p2 == o.p2 && p3 == o.p3 &&
            data == o.data;
@@ -84,13 +84,6 @@ class Recorder : public Invokant {
   std::function<void(ULong)> m_onInvoked;
 };
 
-Call I(Invokant const* who, ULong p1) {
-  return {'I', who, p1, 0, 0, nullptr, 0};
-}
-Call D(Invokant const* who, ULong p1) {
-  return {'D', who, p1, 0, 0, nullptr, 0};
-}
-
 TEST(MainThreadInvokerImplTest, InvocationsFromSeveralThreadsArriveInInvokeOrderOnOneThread) {
   constexpr int kThreads = 4;
   constexpr ULong kEach = 50;
@@ -103,11 +96,11 @@ TEST(MainThreadInvokerImplTest, InvocationsFromSeveralThreadsArriveInInvokeOrder
     MainThreadInvokerImpl invoker;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&, t] {
+      threads.emplace_back([&] {
         for (ULong i = 0; i < kEach; ++i) {
           std::lock_guard<std::mutex> guard(order);
           const ULong seq = next++;
-          invoker.Invoke(&recorders[seq % 2], seq, static_cast<ULong>(t), ~seq,
+          invoker.Invoke(&recorders[seq % 2], seq, seq * 7u, ~seq,
                          seq % 3 == 0 ? nullptr : &cookie);
         }
       });
@@ -115,25 +108,18 @@ TEST(MainThreadInvokerImplTest, InvocationsFromSeveralThreadsArriveInInvokeOrder
     for (auto& thread : threads) thread.join();
     ASSERT_TRUE(log.WaitForCount(2 * kThreads * kEach));
   }
-  const std::vector<Call> calls = log.Calls();
-  ASSERT_EQ(calls.size(), 2 * kThreads * kEach);
-  const Tevrol::ThreadId loopThread = calls[0].thread;
-  EXPECT_NE(loopThread, ThreadHelper::GetCurrentThreadID());
-  for (std::size_t i = 0; i < calls.size(); i += 2) {
-    const ULong seq = i / 2;
-    SCOPED_TRACE(seq);
-    Call const& invoked = calls[i];
-    EXPECT_EQ(invoked.kind, 'I');
-    EXPECT_EQ(invoked.who, &recorders[seq % 2]);
-    EXPECT_EQ(invoked.p1, seq);
-    EXPECT_EQ(invoked.p3, ~seq);
-    EXPECT_EQ(invoked.data, seq % 3 == 0 ? nullptr : &cookie);
-    Call discarded = invoked;
-    discarded.kind = 'D';
-    EXPECT_EQ(calls[i + 1], discarded);
-    EXPECT_EQ(invoked.thread, loopThread);
-    EXPECT_EQ(calls[i + 1].thread, loopThread);
+  // Each Invoked is followed by its Discarded, all on the loop's one thread.
+  std::vector<Call> expected;
+  for (ULong seq = 0; seq < kThreads * kEach; ++seq) {
+    Call call{'I', &recorders[seq % 2], seq, seq * 7u, ~seq, seq % 3 == 0 ? nullptr : &cookie};
+    expected.push_back(call);
+    call.kind = 'D';
+    expected.push_back(call);
   }
+  const std::vector<Call> calls = log.Calls();
+  EXPECT_EQ(calls, expected);
+  EXPECT_NE(calls.at(0).thread, ThreadHelper::GetCurrentThreadID());
+  for (Call const& call : calls) EXPECT_EQ(call.thread, calls[0].thread);
   EXPECT_EQ(log.m_overlaps.load(), 0);
 }
 
@@ -161,6 +147,8 @@ TEST(MainThreadInvokerImplTest, RemoveCancelsOnlyQueuedCallsAndCallbackInvokesCo
   release.set_value();
   ASSERT_TRUE(log.WaitForCount(11));
   delete invoker;
+  const auto I = [](Invokant* who, ULong p1) { return Call{'I', who, p1}; };
+  const auto D = [](Invokant* who, ULong p1) { return Call{'D', who, p1}; };
   EXPECT_EQ(log.Calls(),
             std::vector<Call>({I(&g, 0), D(&g, 0), D(&a, 1), I(&c, 2), D(&c, 2), D(&a, 3), I(&c, 4),
                                D(&c, 4), D(&b, 5), I(&late, 9), D(&late, 9)}));

@@ -3,56 +3,25 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "threads/Tick.h"
-#include "threads/TickOffsetForTesting.h"
 #include "workloop/Journal.h"
 #include "workloop/WorkLoopImpl.h"
 
 namespace {
-
-using Names = std::vector<std::string>;
-
-// Owns a loop and the tasks of one test; tasks are queued on the idle loop,
-// then Run, and the test waits for the last entry it expects.
-struct LoopFixture : ::testing::Test {
-  WorkLoop* loop = WorkLoop::CreateInstance();
-  Journal journal;
-  std::vector<std::unique_ptr<JournalTask>> tasks;
-
-  ~LoopFixture() override { WorkLoop::DeleteInstance(loop); }
-  void TearDown() override { detail::SetTickOffsetForTesting(0); }
-
-  JournalTask* Make(std::string name, std::function<void()> onExecute = {}) {
-    tasks.push_back(std::make_unique<JournalTask>(journal, std::move(name), std::move(onExecute)));
-    return tasks.back().get();
-  }
-  Tevrol::ULong Post(JournalTask* task, std::uint32_t priority) {
-    return loop->PerformTask(task, static_cast<WorkLoop::EPriorityValue>(priority));
-  }
-  Tevrol::ULong PostDelayed(JournalTask* task, Tevrol::ULong delay, std::uint32_t priority = 16) {
-    return loop->PerformTaskDelayed(task, delay, static_cast<WorkLoop::EPriorityValue>(priority));
-  }
-  void RunUntil(std::string const& last) {
-    ASSERT_TRUE(loop->Run());
-    ASSERT_TRUE(journal.WaitFor(last));
-  }
-};
 
 using WorkLoopOrderTest = LoopFixture;
 
 TEST_F(WorkLoopOrderTest, QueueIdsCountFromOneAcrossBothOperations) {
   EXPECT_EQ(Post(Make("a"), 16), 1u);
   EXPECT_EQ(PostDelayed(Make("b"), 1000), 2u);
-  EXPECT_EQ(loop->PerformTask(nullptr, WorkLoop::PriorityNormal), 0u);
-  EXPECT_EQ(loop->PerformTaskDelayed(nullptr, 0, WorkLoop::PriorityNormal), 0u);
+  EXPECT_EQ(Post(nullptr), 0u);
+  EXPECT_EQ(PostDelayed(nullptr, 0), 0u);
   EXPECT_EQ(Post(Make("c"), 16), 3u);
   WorkLoop* other = WorkLoop::CreateInstance();
-  EXPECT_EQ(other->PerformTask(tasks[0].get(), WorkLoop::PriorityNormal),
-            1u);  // each loop counts for itself
+  // Each loop counts for itself.
+  EXPECT_EQ(other->PerformTask(tasks[0].get(), WorkLoop::PriorityNormal), 1u);
   WorkLoop::DeleteInstance(other);
 }
 
@@ -110,8 +79,7 @@ TEST_F(WorkLoopOrderTest, LowPriorityTaskOvertakesAStreamAfterFourteenPasses) {
   Post(stream, 100);
   Post(zero, 0);
   RunUntil("zero");
-  WorkLoop::DeleteInstance(loop);  // before `zero` and `streamed` go: the stream may still run
-  loop = nullptr;
+  Delete();  // before `zero` and `streamed` go: the stream may still run
   const Names executed = journal.Executed();
   EXPECT_EQ(std::find(executed.begin(), executed.end(), "zero") - executed.begin(), 14);
 }
