@@ -1,11 +1,13 @@
 #ifndef TEVROL_TESTS_THREADS_RECORDINGRUNNABLE_H
 #define TEVROL_TESTS_THREADS_RECORDINGRUNNABLE_H
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "threads/Runnable.h"
@@ -27,10 +29,7 @@ class RecordingRunnable : public Runnable {
   void WorkingLoop(Thread* thread) override { onWorkingLoop(thread, Record("WorkingLoop")); }
   void Stop() override { Record("Stop"); }
   void Pause() override { Record("Pause"); }
-  void StartingEvent() override {
-    Record("StartingEvent");
-    onStartingEvent();
-  }
+  void StartingEvent() override { Record("StartingEvent"), onStartingEvent(); }
   void StoppingEvent() override { Record("StoppingEvent"); }
   void ContinueEvent() override { Record("ContinueEvent"); }
   void PauseEvent() override { Record("PauseEvent"); }
@@ -39,8 +38,7 @@ class RecordingRunnable : public Runnable {
   // Returns how often `name` has been recorded, this time included.
   int Record(char const* name) {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_names.push_back(name);
-    m_threads.push_back(ThreadHelper::GetCurrentThreadID());
+    m_calls.emplace_back(name, ThreadHelper::GetCurrentThreadID());
     m_changed.notify_all();
     return CountLocked(name);
   }
@@ -54,38 +52,32 @@ class RecordingRunnable : public Runnable {
   }
   std::vector<std::string> Names() {
     std::lock_guard<std::mutex> guard(m_lock);
-    return m_names;
+    std::vector<std::string> names;
+    for (auto const& call : m_calls) names.push_back(call.first);
+    return names;
   }
-  // The threads of all recordings of `name`.
-  std::vector<Tevrol::ThreadId> ThreadsOf(char const* name) {
-    std::lock_guard<std::mutex> guard(m_lock);
-    std::vector<Tevrol::ThreadId> threads;
-    for (size_t i = 0; i < m_names.size(); ++i) {
-      if (m_names[i] == name) threads.push_back(m_threads[i]);
-    }
-    return threads;
-  }
+  // The thread of the first recording of `name`; 0 if there is none.
   Tevrol::ThreadId ThreadOf(char const* name) {
-    auto threads = ThreadsOf(name);
-    return threads.empty() ? 0 : threads.front();
+    std::lock_guard<std::mutex> guard(m_lock);
+    for (auto const& call : m_calls) {
+      if (call.first == name) return call.second;
+    }
+    return 0;
   }
   void Clear() {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_names.clear();
-    m_threads.clear();
+    m_calls.clear();
   }
 
  private:
   int CountLocked(char const* name) const {
-    int count = 0;
-    for (auto const& n : m_names) count += n == name ? 1 : 0;
-    return count;
+    return static_cast<int>(std::count_if(m_calls.begin(), m_calls.end(),
+                                          [name](auto const& call) { return call.first == name; }));
   }
 
   std::mutex m_lock;
   std::condition_variable m_changed;
-  std::vector<std::string> m_names;
-  std::vector<Tevrol::ThreadId> m_threads;
+  std::vector<std::pair<std::string, Tevrol::ThreadId>> m_calls;
 };
 
 // A one-way gate for handshakes between a test and a callback. Owners open

@@ -12,7 +12,7 @@ int MillisecondsSince(Tevrol::Tick start) {
   return static_cast<int>(PDStdOperations::GetTickCount() - start);
 }
 
-TEST(SetResetEventTest, StaysSetUntilResetAndDoesNotCount) {
+TEST(SetResetEventTest, StaysSetUntilResetDoesNotCountAndWakesAcrossThreads) {
   detail::SetResetEvent event;
   event.WaitFor(0);  // clear: returns once the clock has moved on
   event.Set();
@@ -27,16 +27,13 @@ TEST(SetResetEventTest, StaysSetUntilResetAndDoesNotCount) {
   start = PDStdOperations::GetTickCount();
   event.WaitFor(100);
   EXPECT_GE(MillisecondsSince(start), 99);  // ticks are whole milliseconds
-}
 
-TEST(SetResetEventTest, SetFromAnotherThreadEndsWaitAndWaitFor) {
-  detail::SetResetEvent event;
+  // A Set from another thread ends Wait and WaitFor.
   std::thread setter([&] { event.Set(); });
   event.Wait();
   setter.join();
-
   event.Reset();
-  const Tevrol::Tick start = PDStdOperations::GetTickCount();
+  start = PDStdOperations::GetTickCount();
   std::thread later([&] { event.Set(); });
   event.WaitFor(60000);
   later.join();
@@ -55,10 +52,10 @@ TEST(SetResetEventTest, DeadlineCarriesNanosecondsIntoSeconds) {
       {10, 999999999L, 1, 11, 999999L},         {10, 400000000L, 600, 11, 0},
       {0, 0, 4294967295u, 4294967, 295000000L},
   };
-  for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-    const timespec deadline = detail::DeadlineAfter({cases[i].sec, cases[i].nsec}, cases[i].ms);
-    EXPECT_EQ(deadline.tv_sec, cases[i].wantSec) << "row " << i;
-    EXPECT_EQ(deadline.tv_nsec, cases[i].wantNsec) << "row " << i;
+  for (auto const& c : cases) {
+    const timespec deadline = detail::DeadlineAfter({c.sec, c.nsec}, c.ms);
+    EXPECT_EQ(deadline.tv_sec, c.wantSec) << c.ms << " ms after " << c.sec << "." << c.nsec;
+    EXPECT_EQ(deadline.tv_nsec, c.wantNsec) << c.ms << " ms after " << c.sec << "." << c.nsec;
   }
 }
 

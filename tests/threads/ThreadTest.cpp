@@ -53,18 +53,17 @@ struct ThreadTest : ::testing::Test {
   }
 };
 
-TEST_F(ThreadTest, NeverStartedThreadCreatesAndJoinsNothing) {
+TEST_F(ThreadTest, StopRightAfterStartRunsOnePassThenTheStopSequence) {
+  // Never started: Stop creates and joins nothing, Sleep returns at once.
   thread.Stop();
   EXPECT_EQ(thread.GetState(), Thread::StateCreated);
   EXPECT_FALSE(thread.GetPlatformThread().HasNativeThread());
   EXPECT_EQ(thread.GetThreadId(), 0u);
-  EXPECT_TRUE(runnable.Names().empty());
   const Tevrol::Tick before = PDStdOperations::GetTickCount();
-  thread.Sleep(60000);  // outside state 1: returns at once
+  thread.Sleep(60000);
   EXPECT_LT(static_cast<int>(PDStdOperations::GetTickCount() - before), 30000);
-}
+  EXPECT_TRUE(runnable.Names().empty());
 
-TEST_F(ThreadTest, StopRightAfterStartRunsOnePassThenTheStopSequence) {
   thread.Start();
   thread.Stop();
   EXPECT_EQ(thread.GetState(), Thread::StateStopped);
@@ -107,15 +106,6 @@ TEST_F(ThreadTest, PauseRightAfterStartRunsOnePassThenRestsUntilContinue) {
   EXPECT_EQ(runnable.ThreadOf("ContinueEvent"), self);
   ASSERT_TRUE(runnable.WaitForCount("WorkingLoop", 2));
   EXPECT_FALSE(thread.GetPauseThread());
-}
-
-TEST_F(ThreadTest, PausedThreadStopsWithoutContinue) {
-  thread.Start();
-  thread.Pause();
-  ASSERT_TRUE(runnable.WaitForCount("PauseEvent", 1));
-  thread.Stop();
-  EXPECT_EQ(runnable.Names(),
-            WithStopSequence({"StartingEvent", "WorkingLoop", "Pause", "PauseEvent"}));
 }
 
 TEST_F(ThreadTest, ContinueBeforeThePauseIsReachedCancelsItButStillNotifies) {
@@ -167,6 +157,10 @@ TEST_F(ThreadTest, SleepEndsEarlyOnWakeUpPauseAndStop) {
     thread.Stop();
     EXPECT_GE(slept.load(), 0);
     EXPECT_LT(slept.load(), 30000);
+    if (ender == kPause) {  // a paused thread stops without Continue
+      EXPECT_EQ(runnable.Names(),
+                WithStopSequence({"StartingEvent", "WorkingLoop", "Pause", "PauseEvent"}));
+    }
   }
 }
 
@@ -193,28 +187,29 @@ TEST_F(ThreadTest, SleepRunsOutItsTimeDespiteSetPauseThreadAndContinue) {
   }
 }
 
-TEST_F(ThreadTest, ThreadThatStopsItselfGetsOnlyStoppingEvent) {
-  runnable.onWorkingLoop = [](Thread* t, int) { t->Stop(); };
-  thread.Start();
-  // Not destroyed before its StoppingEvent: the thread still uses the object.
-  ASSERT_TRUE(runnable.WaitForCount("StoppingEvent", 1));
-  EXPECT_EQ(thread.GetState(), Thread::StateStopped);
-  EXPECT_EQ(runnable.Names(), Names({"StartingEvent", "WorkingLoop", "StoppingEvent"}));
-  EXPECT_FALSE(thread.GetPlatformThread().HasNativeThread());
-  EXPECT_EQ(thread.GetThreadId(), runnable.ThreadOf("StartingEvent"));
-}
-
-TEST_F(ThreadTest, RunnableThatEndsTheThreadLeavesItUnjoinedUntilStop) {
-  runnable.onWorkingLoop = [](Thread* t, int) { t->EndFromRunnable(); };
-  thread.Start();
-  ASSERT_TRUE(runnable.WaitForCount("StoppingEvent", 1));
-  EXPECT_EQ(runnable.Names(), WithStopSequence({"StartingEvent", "WorkingLoop"}));
-  EXPECT_EQ(runnable.ThreadOf("Stop"), runnable.ThreadOf("StartingEvent"));
-  EXPECT_EQ(thread.GetState(), Thread::StateStopping);
-  EXPECT_TRUE(thread.GetPlatformThread().HasNativeThread());
-  thread.Stop();
-  EXPECT_EQ(thread.GetState(), Thread::StateStopped);
-  EXPECT_EQ(runnable.Count("StoppingEvent"), 1);
+// A Runnable that stores 4 leaves the OS thread unjoined until Stop; Stop on
+// the thread itself detaches it at once, and only StoppingEvent follows.
+TEST_F(ThreadTest, ThreadEndedFromWithin) {
+  for (bool selfStop : {false, true}) {  // restart only once the first run is joined
+    SCOPED_TRACE(selfStop ? "Stop" : "EndFromRunnable");
+    runnable.Clear();
+    runnable.onWorkingLoop = [selfStop](Thread* t, int) {
+      selfStop ? t->Stop() : t->EndFromRunnable();
+    };
+    thread.Start();
+    // Not destroyed before its StoppingEvent: the thread still uses the object.
+    ASSERT_TRUE(runnable.WaitForCount("StoppingEvent", 1));
+    const Tevrol::ThreadId worker = runnable.ThreadOf("StartingEvent");
+    EXPECT_EQ(runnable.Names(), selfStop ? Names({"StartingEvent", "WorkingLoop", "StoppingEvent"})
+                                         : WithStopSequence({"StartingEvent", "WorkingLoop"}));
+    EXPECT_EQ(runnable.ThreadOf("StoppingEvent"), worker);
+    EXPECT_EQ(thread.GetState(), selfStop ? Thread::StateStopped : Thread::StateStopping);
+    EXPECT_EQ(thread.GetPlatformThread().HasNativeThread(), !selfStop);
+    EXPECT_EQ(thread.GetThreadId(), worker);
+    thread.Stop();
+    EXPECT_EQ(thread.GetState(), Thread::StateStopped);
+    EXPECT_EQ(runnable.Count("StoppingEvent"), 1);
+  }
 }
 
 TEST(ThreadNameTest, FullNameKeptAndOsNameCutTo15Bytes) {
@@ -276,15 +271,13 @@ TEST(ThreadPriorityTest, StartAsksForTheTableEntryOfItsPriorityAndType) {
 }
 
 TEST(ThreadPriorityTest, EveryConstructionRestoresTheBuiltInTable) {
-  const Tevrol::Long builtIn[4][8] = {{13, 13, 13, 13, 13, 13, 13, 13},
-                                      {13, 13, 13, 13, 13, 13, 13, 13},
-                                      {13, 13, 13, 13, 13, 13, 13, 13},
-                                      {13, 12, 11, 10, 9, 8, 7, 6}};
   Thread::g_threadPriorityTable[3][3] = 42;  // a client's write
   Thread thread(nullptr);
   for (int row = 0; row < 4; ++row) {
     for (int column = 0; column < 8; ++column) {
-      EXPECT_EQ(Thread::g_threadPriorityTable[row][column], builtIn[row][column]) << row << column;
+      // Rows 0 to 2 are all 13; row 3 descends from 13 by 1 a column.
+      EXPECT_EQ(Thread::g_threadPriorityTable[row][column], row < 3 ? 13 : 13 - column)
+          << row << column;
     }
   }
 }
@@ -321,20 +314,11 @@ TEST(ThreadStressTest, ConcurrentControlKeepsTheCallbacksConsistent) {
         unsigned seed = 17u + static_cast<unsigned>(c);
         for (int i = 0; i < 2000 / kStressScale; ++i) {
           seed = seed * 1103515245u + 12345u;
-          switch ((seed >> 16) % 4) {
-            case 0:
-              thread.Pause();
-              break;
-            case 1:
-              thread.Continue();
-              break;
-            case 2:
-              thread.WakeUp();
-              break;
-            default:
-              thread.SetPauseThread(true);
-              break;
-          }
+          const unsigned op = (seed >> 16) % 4;
+          if (op == 0) thread.Pause();
+          if (op == 1) thread.Continue();
+          if (op == 2) thread.WakeUp();
+          if (op == 3) thread.SetPauseThread(true);
         }
       });
     }
