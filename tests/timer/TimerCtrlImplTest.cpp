@@ -144,6 +144,8 @@ TEST_F(TimerCtrlImplTest, RemoveTimerWaitsForTheRunningTickWhichMayThenDestroyIt
 
   // A heap context that removes and deletes itself in its Tick.
   struct SelfDeleting : TimerContext {
+    SelfDeleting(TimerCtrlImpl* service, Journal* journal)
+        : TimerContext(0, true), service(service), journal(journal) {}
     TimerCtrlImpl* service;
     Journal* journal;
     void Tick() override {
@@ -153,11 +155,7 @@ TEST_F(TimerCtrlImplTest, RemoveTimerWaitsForTheRunningTickWhichMayThenDestroyIt
       log->Add("deleted");
     }
   };
-  auto* gone = new SelfDeleting();
-  gone->service = &timers;
-  gone->journal = &journal;
-  gone->SetCyclic(true);
-  timers.NewTimer(gone);
+  timers.NewTimer(new SelfDeleting(&timers, &journal));
   ASSERT_TRUE(journal.WaitFor("deleted"));
 }
 
@@ -210,11 +208,7 @@ TEST_F(TimerCtrlImplTest, StressKeepsRemovedTimersSilent) {
         c.removed.store(false);
         c.SetIntervall(static_cast<Tevrol::ULong>(i % 3));
         c.SetCyclic(true);
-        if (i % 2 != 0) {
-          timers.NewTimer(&c);
-        } else {
-          timers.ChangeTimer(&c);
-        }
+        i % 2 != 0 ? timers.NewTimer(&c) : timers.ChangeTimer(&c);
         ThreadHelper::Sleep(static_cast<Tevrol::ULong>(i % 2));
         timers.RemoveTimer(&c);
         c.removed.store(true);
