@@ -41,19 +41,15 @@ std::string Names(DirEntryArray const& array) {
   return names;
 }
 
-TEST(DirEntryArrayTest, NewEntryAndEmptyArray) {
-  DirEntry const entry;
-  EXPECT_EQ(entry.m_type, 3);
-  EXPECT_EQ(entry.m_size, 0u);
-  DirEntryArray const array;
+TEST(DirEntryArrayTest, GrowsOneThenByFourAndKeepsEntries) {
+  DirEntry const fresh;
+  EXPECT_EQ(fresh.m_type, 3);
+  EXPECT_EQ(fresh.m_size, 0u);
+  DirEntryArray array;
   EXPECT_EQ(array.GetUpperBound(), -1);
   EXPECT_EQ(array.GetData(), nullptr);
-}
-
-TEST(DirEntryArrayTest, GrowsOneThenByFourAndKeepsEntries) {
   // Capacity after each Add: exactly 1, then steps of max(4, size / 8).
   std::vector<Tevrol::Long> const capacities = {1, 5, 5, 5, 5, 9, 9, 9, 9, 13};
-  DirEntryArray array;
   std::string expected;
   for (std::size_t i = 0; i < capacities.size(); ++i) {
     char const name[2] = {static_cast<char>('a' + i), '\0'};
@@ -65,12 +61,11 @@ TEST(DirEntryArrayTest, GrowsOneThenByFourAndKeepsEntries) {
   EXPECT_EQ(Str(array[9].m_text3), "three");
   // A jump beyond the step gets exactly the size; from 40 entries on an
   // eighth of the size is the larger step.
-  array.SetSize(45, -1);
-  EXPECT_EQ(array.GetMaxSize(), 45);
-  array.SetSize(46, -1);
-  EXPECT_EQ(array.GetMaxSize(), 50);
-  array.SetSize(51, -1);
-  EXPECT_EQ(array.GetMaxSize(), 55);
+  Tevrol::Long const sizeAndCapacity[][2] = {{45, 45}, {46, 50}, {51, 55}};
+  for (auto const& row : sizeAndCapacity) {
+    array.SetSize(row[0], -1);
+    EXPECT_EQ(array.GetMaxSize(), row[1]) << row[0];
+  }
 
   array.RemoveAll();
   EXPECT_EQ(array.GetData(), nullptr);
@@ -83,8 +78,7 @@ TEST(DirEntryArrayTest, AppendRangesAreClippedToTheSource) {
     Tevrol::Long first;
     Tevrol::Long last;
     char const* names;
-  };
-  std::vector<Row> const rows = {
+  } const rows[] = {
       {0, -1, "xabc"},  {1, -1, "xbc"}, {1, 1, "xb"},  {2, 1, "x"},
       {-3, 10, "xabc"}, {5, 7, "x"},    {2, 99, "xc"}, {0, 0, "xa"},
   };

@@ -1,16 +1,10 @@
 #include "file/File.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -21,42 +15,21 @@
 
 namespace {
 
+using namespace filetest;
 using Tevrol::ULong;
 
 constexpr unsigned long long kGiB = 1024ull * 1024 * 1024;
+constexpr unsigned long long kFailed = ~0ull;
 
-class FileTest : public ::testing::Test {
+class FileTest : public TempDirTest {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/tevrol-file-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    m_folder = pattern;
-  }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-  std::string In(std::string const& leaf) const { return m_folder + "/" + leaf; }
-
-  static void Put(std::string const& name, std::string const& bytes) {
-    std::FILE* const out = std::fopen(name.c_str(), "wb");
-    ASSERT_NE(out, nullptr);
-    std::fwrite(bytes.data(), 1, bytes.size(), out);
-    std::fclose(out);
-  }
-
-  static bool Exists(std::string const& name) {
-    struct stat info;
-    return lstat(name.c_str(), &info) == 0;
-  }
-
   std::vector<std::string> Listing() const {
     std::vector<std::string> names;
-    for (auto const& entry : std::filesystem::directory_iterator(m_folder)) {
+    for (auto const& entry : std::filesystem::directory_iterator(m_dir)) {
       names.push_back(entry.path().filename().string());
     }
     return names;
   }
-
-  std::string m_folder;
 };
 
 ULong WriteText(File& file, std::string const& text, ULong* written) {
@@ -72,10 +45,20 @@ std::string ReadText(File& file, ULong length, ULong* code) {
   return buffer;
 }
 
+// The position and the size, or kFailed where the call does not give 0.
+unsigned long long PositionOf(File& file) {
+  unsigned long long value = 0;
+  return file.GetPosition(&value) == 0 ? value : kFailed;
+}
+unsigned long long SizeOf(File& file) {
+  unsigned long long value = 0;
+  return file.GetSize(&value) == 0 ? value : kFailed;
+}
+
 TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
-  File file(In("f").c_str(), O_RDWR, 0, O_CREAT, 0, false);
+  File file(At("f").c_str(), O_RDWR, 0, O_CREAT, 0, false);
   EXPECT_FALSE(file.IsOpen());
-  EXPECT_FALSE(Exists(In("f")));
+  EXPECT_FALSE(Exists(At("f")));
   ASSERT_EQ(file.Open(), 0u);
   EXPECT_EQ(file.Open(), 5u);  // the first descriptor stays in use
   ULong written = 0;
@@ -87,9 +70,7 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
   EXPECT_EQ(code, 0u);
   EXPECT_EQ(ReadText(file, 10, &code), "");
   EXPECT_EQ(code, 7u);
-  unsigned long long size = 0;
-  EXPECT_EQ(file.GetSize(&size), 0u);
-  EXPECT_EQ(size, 5u);
+  EXPECT_EQ(SizeOf(file), 5u);
   Tevrol::Long time = -1;
   EXPECT_TRUE(file.GetLastModificationTime(time));
   EXPECT_GT(time, 0);
@@ -104,7 +85,7 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
   EXPECT_EQ(code, 4u);
   EXPECT_EQ(WriteText(file, "x", &written), 4u);
   EXPECT_EQ(written, 0u);
-  size = 77;
+  unsigned long long size = 77;
   EXPECT_EQ(file.GetSize(&size), 4u);
   EXPECT_EQ(size, 77u);
   unsigned long long position = 77;
@@ -123,24 +104,22 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
 TEST_F(FileTest, OpenResultsAndWhatTheyCreate) {
   File unnamed;
   EXPECT_EQ(unnamed.Open(), 4u);
-  File notCreating(In("missing").c_str(), O_RDWR, 0, 0, 0, false);
+  File notCreating(At("missing").c_str(), O_RDWR, 0, 0, 0, false);
   EXPECT_EQ(notCreating.Open(), 1u);
   EXPECT_TRUE(Listing().empty());
 
   // The default flags create a missing file, read-only, with mode 0644.
   mode_t const oldMask = umask(022);
   File namedDefault;
-  namedDefault.SetFileName(TxString(In("missing").c_str()));
+  namedDefault.SetFileName(TxString(At("missing").c_str()));
   EXPECT_EQ(namedDefault.Open(), 0u);
   umask(oldMask);
-  struct stat made;
-  ASSERT_EQ(stat(In("missing").c_str(), &made), 0);
-  EXPECT_EQ(made.st_mode & 0777, 0644u);
+  EXPECT_EQ(std::filesystem::status(At("missing")).permissions(), std::filesystem::perms(0644));
 
   // A default-built File opens an existing file for reading only.
-  Put(In("there"), "abc");
+  Write(At("there"), "abc");
   File browserEntry;
-  browserEntry.SetFileName(Tevrol::File::Path(TxString(In("there").c_str())));
+  browserEntry.SetFileName(Tevrol::File::Path(TxString(At("there").c_str())));
   ASSERT_EQ(browserEntry.Open(), 0u);
   ULong code = 0;
   EXPECT_EQ(ReadText(browserEntry, 3, &code), "abc");
@@ -149,7 +128,7 @@ TEST_F(FileTest, OpenResultsAndWhatTheyCreate) {
 }
 
 TEST_F(FileTest, NameIsCutTo254Bytes) {
-  std::string const name = In(std::string(300 - m_folder.size() - 1, 'n'));
+  std::string const name = At(std::string(300 - m_dir.size() - 1, 'n'));
   ASSERT_EQ(name.size(), 300u);
   File file(TxString(name.c_str()), O_RDWR, 0, O_CREAT, 0, false);
   ASSERT_EQ(file.Open(), 0u);
@@ -175,58 +154,46 @@ TEST_F(FileTest, SetPositionMethods) {
       {File::Begin, static_cast<unsigned long long>(-1), 4, 5},
       {File::Begin, 5 * kGiB, 0, 5 * kGiB},
   };
-  Put(In("ten"), "0123456789");
-  File file(In("ten").c_str(), O_RDONLY, 0, 0, 0, false);
+  Write(At("ten"), "0123456789");
+  File file(At("ten").c_str(), O_RDONLY, 0, 0, 0, false);
   ASSERT_EQ(file.Open(), 0u);
   for (Row const& row : rows) {
     SCOPED_TRACE(std::to_string(row.method) + " " + std::to_string(row.offset));
     ASSERT_EQ(file.SetPosition(5, File::Begin), 0u);
     EXPECT_EQ(file.SetPosition(row.offset, static_cast<File::MoveMethod>(row.method)), row.result);
-    unsigned long long position = 0;
-    EXPECT_EQ(file.GetPosition(&position), 0u);
-    EXPECT_EQ(position, row.position);
+    EXPECT_EQ(PositionOf(file), row.position);
   }
 }
 
 TEST_F(FileTest, SparseFileBeyondFourGiB) {
-  File file(In("sparse").c_str(), O_RDWR, 0, O_CREAT, 0, false);
+  File file(At("sparse").c_str(), O_RDWR, 0, O_CREAT, 0, false);
   ASSERT_EQ(file.Open(), 0u);
   ASSERT_EQ(file.SetPosition(5 * kGiB, File::Begin), 0u);
   ULong written = 0;
   ASSERT_EQ(WriteText(file, "x", &written), 0u);
-  unsigned long long value = 0;
-  EXPECT_EQ(file.GetPosition(&value), 0u);
-  EXPECT_EQ(value, 5 * kGiB + 1);
-  EXPECT_EQ(file.GetSize(&value), 0u);
-  EXPECT_EQ(value, 5 * kGiB + 1);
-
-  ASSERT_EQ(file.SetPosition(3 * kGiB, File::Begin), 0u);
-  EXPECT_EQ(file.SetEndOfFile(), 0u);
-  EXPECT_EQ(file.GetSize(&value), 0u);
-  EXPECT_EQ(value, 3 * kGiB);
-  ASSERT_EQ(file.SetPosition(0, File::Begin), 0u);
-  EXPECT_EQ(file.SetEndOfFile(), 0u);
-  EXPECT_EQ(file.GetSize(&value), 0u);
-  EXPECT_EQ(value, 0u);
+  EXPECT_EQ(PositionOf(file), 5 * kGiB + 1);
+  EXPECT_EQ(SizeOf(file), 5 * kGiB + 1);
+  for (unsigned long long const end : {3 * kGiB, 0ull}) {
+    ASSERT_EQ(file.SetPosition(end, File::Begin), 0u);
+    EXPECT_EQ(file.SetEndOfFile(), 0u);
+    EXPECT_EQ(SizeOf(file), end);
+  }
 }
 
 TEST_F(FileTest, RenameKeepsAnOpenFileOpenAtItsPosition) {
   std::string const content = "0123456789abcdefghij";
-  File file(In("old").c_str(), O_RDWR, 0, O_CREAT | O_TRUNC, 0, false);
+  File file(At("old").c_str(), O_RDWR, 0, O_CREAT | O_TRUNC, 0, false);
   ASSERT_EQ(file.Open(), 0u);
   ULong written = 0;
   ASSERT_EQ(WriteText(file, content, &written), 0u);
   ASSERT_EQ(file.SetPosition(10, File::Begin), 0u);
 
-  ASSERT_TRUE(file.Rename(TxString(In("new").c_str()), false));
+  ASSERT_TRUE(file.Rename(TxString(At("new").c_str()), false));
   EXPECT_TRUE(file.IsOpen());
-  EXPECT_EQ(Str(file.m_name), In("new"));
-  EXPECT_FALSE(Exists(In("old")));
-  unsigned long long value = 0;
-  EXPECT_EQ(file.GetPosition(&value), 0u);
-  EXPECT_EQ(value, 10u);
-  EXPECT_EQ(file.GetSize(&value), 0u);
-  EXPECT_EQ(value, content.size());  // O_TRUNC did not cut it again
+  EXPECT_EQ(Str(file.m_name), At("new"));
+  EXPECT_FALSE(Exists(At("old")));
+  EXPECT_EQ(PositionOf(file), 10u);
+  EXPECT_EQ(SizeOf(file), content.size());  // O_TRUNC did not cut it again
   ULong code = 0;
   EXPECT_EQ(ReadText(file, 1, &code), "a");
 
@@ -234,31 +201,24 @@ TEST_F(FileTest, RenameKeepsAnOpenFileOpenAtItsPosition) {
   ASSERT_EQ(file.SetPosition(10, File::Begin), 0u);
   EXPECT_FALSE(file.Rename(TxString("relative-name"), false));
   EXPECT_TRUE(file.IsOpen());
-  EXPECT_EQ(Str(file.m_name), In("new"));
-  EXPECT_EQ(file.GetPosition(&value), 0u);
-  EXPECT_EQ(value, 10u);
-  EXPECT_TRUE(Exists(In("new")));
+  EXPECT_EQ(Str(file.m_name), At("new"));
+  EXPECT_EQ(PositionOf(file), 10u);
+  EXPECT_TRUE(Exists(At("new")));
   // The reopened descriptor still writes into the same file.
   ASSERT_EQ(WriteText(file, "Z", &written), 0u);
   file.Close();
 
   // A closed file is renamed and stays closed.
-  EXPECT_TRUE(file.Rename(TxString(In("third").c_str()), false));
+  EXPECT_TRUE(file.Rename(TxString(At("third").c_str()), false));
   EXPECT_FALSE(file.IsOpen());
-  std::FILE* const in = std::fopen(In("third").c_str(), "rb");
-  ASSERT_NE(in, nullptr);
-  char bytes[32] = {};
-  EXPECT_EQ(std::fread(bytes, 1, sizeof(bytes), in), content.size());
-  std::fclose(in);
-  EXPECT_EQ(std::string(bytes), "0123456789Zbcdefghij");
+  EXPECT_EQ(Read(At("third")), "0123456789Zbcdefghij");
 }
 
 TEST(FileStaticTest, NormalizeSlashes) {
   struct Row {
     char const* in;
     char const* out;
-  };
-  std::vector<Row> const rows = {
+  } const rows[] = {
       {"a\\\\b", "a/b"}, {"//a//b", "/a/b"},  {"", ""},   {"\\\\srv\\x\\", "/srv/x/"},
       {"abc", "abc"},    {"a/\\/b/", "a/b/"}, {"/", "/"}, {"\\", "/"},
   };
@@ -270,35 +230,27 @@ TEST(FileStaticTest, NormalizeSlashes) {
   File::normalizeSlashes(nullptr);
 }
 
+// Names are bytes: high ones reach the file system unchanged.
 TEST_F(FileTest, FileExistsForEveryKindButASocket) {
-  Put(In("plain"), "x");
-  ASSERT_EQ(mkdir(In("dir").c_str(), 0700), 0);
-  int const sock = socket(AF_UNIX, SOCK_STREAM, 0);
+  std::string const high = At("caf\xC3\xA9-\xFF\x80\x7F");
+  File file(TxString(high.c_str()), O_RDWR, 0, O_CREAT, 0, false);
+  ASSERT_EQ(file.Open(), 0u);
+  ASSERT_TRUE(Exists(high));
+  Write(At("plain"), "x");
+  ASSERT_EQ(mkdir(At("dir").c_str(), 0700), 0);
+  int const sock = BindSocket(At("sock"));
   ASSERT_GE(sock, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, In("sock").c_str(), sizeof(address.sun_path) - 1);
-  ASSERT_EQ(bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
   struct Row {
     std::string path;
     bool exists;
-  };
-  std::vector<Row> const rows = {
-      {In("plain"), true}, {In("dir"), true},   {"/dev/null", true},
-      {In("sock"), false}, {In("none"), false}, {"", false},
+  } const rows[] = {
+      {At("plain"), true}, {At("dir"), true}, {"/dev/null", true}, {At("sock"), false},
+      {At("none"), false}, {"", false},       {high, true},
   };
   for (Row const& row : rows) {
     EXPECT_EQ(File::FileExists(TxString(row.path.c_str())), row.exists) << row.path;
   }
   close(sock);
-}
-
-TEST_F(FileTest, NamesWithHighBytesRoundTrip) {
-  std::string const leaf = "caf\xC3\xA9-\xFF\x80\x7F";
-  File file(TxString(In(leaf).c_str()), O_RDWR, 0, O_CREAT, 0, false);
-  ASSERT_EQ(file.Open(), 0u);
-  EXPECT_EQ(Listing(), std::vector<std::string>{leaf});
-  EXPECT_TRUE(File::FileExists(TxString(In(leaf).c_str())));
 }
 
 TEST(FileStaticTest, WriteFailureOnAFullDevice) {
@@ -310,19 +262,19 @@ TEST(FileStaticTest, WriteFailureOnAFullDevice) {
 }
 
 TEST_F(FileTest, PermissionRefusedForAnUnprivilegedUser) {
-  ASSERT_EQ(chmod(m_folder.c_str(), 0755), 0);  // reachable, not writable, for others
-  Put(In("secret"), "x");
-  ASSERT_EQ(chmod(In("secret").c_str(), 0600), 0);
+  ASSERT_EQ(chmod(m_dir.c_str(), 0755), 0);  // reachable, not writable, for others
+  Write(At("secret"), "x");
+  ASSERT_EQ(chmod(At("secret").c_str(), 0600), 0);
   int const result = RunUnprivileged([this]() {
-    File secret(In("secret").c_str(), O_RDONLY, 0, 0, 0, false);
+    File secret(At("secret").c_str(), O_RDONLY, 0, 0, 0, false);
     if (secret.Open() != 1) return 1;
-    File created(In("new").c_str(), O_RDWR, 0, O_CREAT, 0, false);
+    File created(At("new").c_str(), O_RDWR, 0, O_CREAT, 0, false);
     if (created.Open() != 1) return 2;
-    if (!File::FileExists(TxString(In("secret").c_str()))) return 3;
+    if (!File::FileExists(TxString(At("secret").c_str()))) return 3;
     return 0;
   });
   EXPECT_EQ(result, 0);
-  EXPECT_FALSE(Exists(In("new")));
+  EXPECT_FALSE(Exists(At("new")));
 }
 
 TEST(FileStaticTest, StubsHaveFixedResults) {

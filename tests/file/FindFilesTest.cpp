@@ -1,10 +1,8 @@
-#include <ftw.h>
-#include <stdlib.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -25,24 +23,17 @@ using Tevrol::File::Path;
 
 namespace {
 
-int RemoveEntry(char const* path, struct stat const*, int, struct FTW*) {
-  return std::remove(path);
-}
-
 std::string const kUtf8Name = "\xc3\xa4\xe2\x82\xac.txt";  // "ä€.txt"
 
-class FindFilesTest : public ::testing::Test {
+class FindFilesTest : public filetest::TempDirTest {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/findfiles-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    m_dir = name;
+    TempDirTest::SetUp();
     for (std::string leaf : {"a.log", "A.TXT", "a.txt.bak", "abc", "ac", "a.c", "b1", "d1", "a+",
                              "f(1)", "^a", "a$b", "x y", "b\\1", kUtf8Name.c_str()}) {
       std::ofstream(m_dir + "/" + leaf) << leaf;
     }
   }
-  void TearDown() override { nftw(m_dir.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS); }
 
   // The names the search of m_dir with this pattern finds, sorted, joined by ','.
   std::string Find(std::string const& pattern) const {
@@ -55,8 +46,6 @@ class FindFilesTest : public ::testing::Test {
     for (auto const& name : names) joined += (joined.empty() ? "" : ",") + name;
     return joined;
   }
-
-  std::string m_dir;
 };
 
 TEST(WildcardTranslationTest, AnchorsEscapesTheDotAndCutsLongPatterns) {
@@ -114,7 +103,7 @@ TEST_F(FindFilesTest, TheLeafSelectsInItsParent) {
   std::string const folder = m_dir + "/d*x/sub";
   ASSERT_EQ(mkdir((m_dir + "/d*x").c_str(), 0700), 0);
   ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
-  std::ofstream(folder + "/inner") << "x";
+  filetest::Write(folder + "/inner", "x");
   auto walk = [](std::string const& path) {
     ErrorCode error;
     std::vector<std::string> found;

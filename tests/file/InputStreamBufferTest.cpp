@@ -1,16 +1,15 @@
 #include "file/InputStreamBuffer.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <deque>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "FileTestSupport.h"
 #include "file/File.h"
 
 namespace {
@@ -78,79 +77,60 @@ Result ReadSome(InputStream& stream, ULong length) {
   return {code, buffer};
 }
 
+using InputStreamBufferFileTest = filetest::TempDirTest;
+
+// Answers or results written as "code:bytes" separated by blanks ("0:abc 2:").
+std::vector<Result> Parse(std::string const& text) {
+  std::vector<Result> results;
+  std::istringstream in(text);
+  for (std::string word; in >> word;) {
+    results.push_back({static_cast<ULong>(std::stoul(word)), word.substr(word.find(':') + 1)});
+  }
+  return results;
+}
+
 // Each row: a script, then reads of the given lengths with their results,
 // and the lengths the source was asked for.
 TEST(InputStreamBufferTest, ReadsAgainstScriptedSource) {
   struct Row {
     char const* name;
     Tevrol::Long ringSize;
-    std::deque<ScriptedSource::Answer> script;
+    char const* script;
     std::vector<ULong> lengths;
-    std::vector<Result> results;
+    char const* results;
     std::vector<ULong> offered;
     Tevrol::Long timeout = 5000;  // generous unless the row runs the script dry
-  };
-  std::vector<Row> const rows = {
-      {"what the ring holds, without asking again",
-       8,
-       {{0, "abc", 0}},
-       {100, 1},
-       {{0, "abc"}, {2, ""}},
-       {8, 5},
-       20},
-      {"byte by byte from one refill",
-       8,
-       {{0, "abc", 0}},
-       {1, 1, 1},
-       {{0, "a"}, {0, "b"}, {0, "c"}},
-       {8}},
-      {"end of data passes through", 8, {{7, "", 0}}, {4}, {{7, ""}}, {8}},
-      {"failure passes through, bytes with it dropped",
-       8,
-       {{4, "zz", 0}, {0, "q", 0}},
-       {4, 4},
-       {{4, ""}, {0, "q"}},
-       {8, 8}},
-      {"empty answers are asked again at once",
-       8,
-       {{0, "", 0}, {0, "", 0}, {0, "x", 0}},
-       {4},
-       {{0, "x"}},
-       {8, 8, 8}},
-      {"refill stops at the end of the storage",
-       8,
-       {{0, "abcdef", 0}, {0, "gh", 0}},
-       {6, 6},
-       {{0, "abcdef"}, {0, "gh"}},
-       {8, 2}},
-      {"a source claiming more than offered fills the stretch only",
-       4,
-       {{0, "abcdefgh", 0}},
-       {100},
-       {{0, "abcd"}},
-       {4}},
-      {"length 0 gives nothing and asks nothing", 8, {{0, "abc", 0}}, {0}, {{0, ""}}, {}},
-      {"ring of size 0 fails without asking", 0, {{0, "abc", 0}}, {5}, {{4, ""}}, {}},
-      {"negative size is a ring of 0", -5, {{0, "abc", 0}}, {5}, {{4, ""}}, {}},
+  } const rows[] = {
+      {"what the ring holds, without asking again", 8, "0:abc", {100, 1}, "0:abc 2:", {8, 5}, 20},
+      {"byte by byte from one refill", 8, "0:abc", {1, 1, 1}, "0:a 0:b 0:c", {8}},
+      {"end of data passes through", 8, "7:", {4}, "7:", {8}},
+      {"failure passes through, bytes with it dropped", 8, "4:zz 0:q", {4, 4}, "4: 0:q", {8, 8}},
+      {"empty answers are asked again at once", 8, "0: 0: 0:x", {4}, "0:x", {8, 8, 8}},
+      {"refill stops at the storage's end", 8, "0:abcdef 0:gh", {6, 6}, "0:abcdef 0:gh", {8, 2}},
+      {"a source claiming more fills the stretch only", 4, "0:abcdefgh", {100}, "0:abcd", {4}},
+      {"length 0 gives nothing and asks nothing", 8, "0:abc", {0}, "0:", {}},
+      {"ring of size 0 fails without asking", 0, "0:abc", {5}, "4:", {}},
+      {"negative size is a ring of 0", -5, "0:abc", {5}, "4:", {}},
   };
   for (Row const& row : rows) {
     SCOPED_TRACE(row.name);
-    ScriptedSource source(row.script);
+    std::deque<ScriptedSource::Answer> script;
+    for (Result const& answer : Parse(row.script)) script.push_back({answer.code, answer.bytes, 0});
+    ScriptedSource source(script);
     InputStreamBuffer buffer(&source, row.ringSize);
     buffer.SetReadTimeout(row.timeout);
+    std::vector<Result> const results = Parse(row.results);
+    ASSERT_EQ(results.size(), row.lengths.size());
     for (std::size_t i = 0; i < row.lengths.size(); ++i) {
       Result const r = ReadSome(buffer, row.lengths[i]);
-      EXPECT_EQ(r.code, row.results[i].code) << "read " << i;
-      EXPECT_EQ(r.bytes, row.results[i].bytes) << "read " << i;
+      EXPECT_EQ(r.code, results[i].code) << "read " << i;
+      EXPECT_EQ(r.bytes, results[i].bytes) << "read " << i;
     }
-    if (row.offered.empty()) {
-      EXPECT_TRUE(source.offered.empty());
-    } else {
-      // A time-out asks an unknown number of times; compare the first asks.
-      ASSERT_GE(source.offered.size(), row.offered.size());
-      source.offered.resize(row.offered.size());
-      EXPECT_EQ(source.offered, row.offered);
-    }
+    // A time-out asks an unknown number of times; compare the first asks.
+    ASSERT_GE(source.offered.size(), row.offered.size());
+    EXPECT_TRUE(!row.offered.empty() || source.offered.empty()) << "asked the source";
+    source.offered.resize(row.offered.size());
+    EXPECT_EQ(source.offered, row.offered);
   }
 }
 
@@ -195,29 +175,19 @@ TEST(InputStreamBufferTest, FailuresAndForwarding) {
   EXPECT_EQ(ReadSome(buffer, 1).bytes, "d");
 }
 
-TEST(InputStreamBufferTest, ByteWiseOverAFile) {
-  char folder[] = "/tmp/tevrol-isb-XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  std::string const name = std::string(folder) + "/three";
-  std::FILE* out = std::fopen(name.c_str(), "wb");
-  ASSERT_NE(out, nullptr);
-  std::fputs("xyz", out);
-  std::fclose(out);
-  {
-    File file(name.c_str(), 0, 0, 0, 0x80, false);
-    ASSERT_EQ(file.Open(), 0u);
-    InputStreamBuffer buffer(file.GetInputStream(), 8192);
-    for (char const expected : std::string("xyz")) {
-      Result const r = ReadSome(buffer, 1);
-      EXPECT_EQ(r.code, 0u);
-      EXPECT_EQ(r.bytes, std::string(1, expected));
-    }
-    Result const end = ReadSome(buffer, 1);
-    EXPECT_EQ(end.code, 7u);
-    EXPECT_EQ(end.bytes, "");
+TEST_F(InputStreamBufferFileTest, ByteWiseOverAFile) {
+  filetest::Write(At("three"), "xyz");
+  File file(At("three").c_str(), 0, 0, 0, 0x80, false);
+  ASSERT_EQ(file.Open(), 0u);
+  InputStreamBuffer buffer(file.GetInputStream(), 8192);
+  for (char const expected : std::string("xyz")) {
+    Result const r = ReadSome(buffer, 1);
+    EXPECT_EQ(r.code, 0u);
+    EXPECT_EQ(r.bytes, std::string(1, expected));
   }
-  std::remove(name.c_str());
-  rmdir(folder);
+  Result const end = ReadSome(buffer, 1);
+  EXPECT_EQ(end.code, 7u);
+  EXPECT_EQ(end.bytes, "");
 }
 
 }  // namespace

@@ -2,30 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
 using Tevrol::ULong;
-
-// One operation on a ring: 'a' Add(text) giving result; 'p' Get (peek) and
-// 'g' Remove with a target, each of count bytes, giving text; 'r' Remove(count);
-// 'h' RemoveHead(count); 's' SetSize(count); 'c' ClearAll.
-struct Step {
-  char op;
-  std::string text;
-  ULong count;
-  ULong result;
-};
-
-struct Case {
-  char const* name;
-  ULong size;
-  std::vector<Step> steps;
-  std::string content;  // the stored bytes afterwards, oldest first
-  ULong available;
-};
 
 std::string Content(PIRingBuffer& ring) {
   std::string bytes(ring.GetSize() + 1, '\0');
@@ -38,74 +21,64 @@ unsigned char* Bytes(std::string& text) {
   return reinterpret_cast<unsigned char*>(&text[0]);
 }
 
+// Steps, separated by blanks: "a<text>=<result>" Add(text); "p<n>=<text>" Get
+// (peek) and "g<n>=<text>" Remove with a target of n bytes; "r<n>" Remove(n);
+// "h<n>" RemoveHead(n); "s<n>=<result>" SetSize(n); "c" ClearAll.
 TEST(PIRingBufferTest, OperationsLeaveTheExpectedBytes) {
-  std::string const abc = "abc";
-  std::string const twenty = "ABCDEFGHIJKLMNOPQRST";
-  std::vector<Case> const cases = {
-      {"fills completely", 8, {{'a', "abcdefgh", 0, 8}}, "abcdefgh", 0},
-      {"one more overruns two", 8, {{'a', "abcdefgh", 0, 8}, {'a', "i", 0, 1}}, "cdefghi", 1},
-      {"20 into empty keeps first 8", 8, {{'a', twenty, 0, 8}}, "ABCDEFGH", 0},
-      {"20 into one held keeps 2nd to 8th",
-       8,
-       {{'a', "x", 0, 1}, {'a', twenty, 0, 8}},
-       "BCDEFGH",
-       1},
-      {"ring of one stays full on overrun", 1, {{'a', "a", 0, 1}, {'a', "b", 0, 1}}, "b", 0},
-      {"get twice, then remove with target",
-       8,
-       {{'a', abc, 0, 3}, {'p', "ab", 2, 0}, {'p', "ab", 2, 0}, {'g', "ab", 2, 0}},
-       "c",
-       7},
-      {"remove more than stored empties", 8, {{'a', abc, 0, 3}, {'r', "", 100, 0}}, "", 8},
-      {"remove with target is limited", 8, {{'a', abc, 0, 3}, {'g', abc, 100, 0}}, "", 8},
-      {"remove head drops newest", 8, {{'a', abc, 0, 3}, {'h', "", 1, 0}}, "ab", 6},
-      {"remove head on full clears full",
-       8,
-       {{'a', "abcdefgh", 0, 8}, {'h', "", 1, 0}},
-       "abcdefg",
-       1},
-      {"remove head more than stored", 8, {{'a', abc, 0, 3}, {'h', "", 9, 0}}, "", 8},
-      {"wrapped data come out in order",
-       8,
-       {{'a', "abcdef", 0, 6}, {'g', "abcd", 4, 0}, {'a', "ghijk", 0, 5}},
-       "efghijk",
-       1},
-      {"wrapped overrun",
-       8,
-       {{'a', "abcdef", 0, 6}, {'r', "", 4, 0}, {'a', "123456789", 0, 8}},
-       "2345678",
-       1},
-      {"remove with count 0 keeps", 8, {{'a', abc, 0, 3}, {'r', "", 0, 0}}, abc, 5},
-      {"add of nothing", 8, {{'a', "", 0, 0}}, "", 8},
-      {"ring of size 0 takes nothing", 0, {{'a', abc, 0, 0}, {'g', "", 5, 0}}, "", 0},
-      {"set size empties", 8, {{'a', abc, 0, 3}, {'s', "", 4, 1}}, "", 4},
-      {"clear all empties full", 8, {{'a', "abcdefgh", 0, 8}, {'c', "", 0, 0}}, "", 8},
+  struct Case {
+    char const* name;
+    ULong size;
+    char const* steps;
+    std::string content;  // the stored bytes afterwards, oldest first
+    ULong available;
+  } const cases[] = {
+      {"fills completely", 8, "aabcdefgh=8", "abcdefgh", 0},
+      {"one more overruns two", 8, "aabcdefgh=8 ai=1", "cdefghi", 1},
+      {"20 into empty keeps first 8", 8, "aABCDEFGHIJKLMNOPQRST=8", "ABCDEFGH", 0},
+      {"20 into one held keeps 2nd to 8th", 8, "ax=1 aABCDEFGHIJKLMNOPQRST=8", "BCDEFGH", 1},
+      {"ring of one stays full on overrun", 1, "aa=1 ab=1", "b", 0},
+      {"get twice, then remove with target", 8, "aabc=3 p2=ab p2=ab g2=ab", "c", 7},
+      {"remove more than stored empties", 8, "aabc=3 r100", "", 8},
+      {"remove with target is limited", 8, "aabc=3 g100=abc", "", 8},
+      {"remove head drops newest", 8, "aabc=3 h1", "ab", 6},
+      {"remove head on full clears full", 8, "aabcdefgh=8 h1", "abcdefg", 1},
+      {"remove head more than stored", 8, "aabc=3 h9", "", 8},
+      {"wrapped data come out in order", 8, "aabcdef=6 g4=abcd aghijk=5", "efghijk", 1},
+      {"wrapped overrun", 8, "aabcdef=6 r4 a123456789=8", "2345678", 1},
+      {"remove with count 0 keeps", 8, "aabc=3 r0", "abc", 5},
+      {"add of nothing", 8, "a=0", "", 8},
+      {"ring of size 0 takes nothing", 0, "aabc=0 g5=", "", 0},
+      {"set size empties", 8, "aabc=3 s4=1", "", 4},
+      {"clear all empties full", 8, "aabcdefgh=8 c", "", 8},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(c.name);
     PIRingBuffer ring(c.size);
-    for (Step const& step : c.steps) {
-      std::string text = step.text;
-      std::string out(step.count, '\0');
-      switch (step.op) {
+    std::istringstream steps(c.steps);
+    for (std::string step; steps >> step;) {
+      std::size_t const equals = std::min(step.find('='), step.size());
+      std::string argument = step.substr(1, equals - 1);
+      std::string const expected = equals < step.size() ? step.substr(equals + 1) : "";
+      ULong const count = step[0] == 'a' || step[0] == 'c' ? 0 : std::stoul(argument);
+      std::string out(count, '\0');
+      switch (step[0]) {
         case 'a':
-          EXPECT_EQ(ring.Add(Bytes(text), static_cast<ULong>(text.size())), step.result);
+          EXPECT_EQ(std::to_string(ring.Add(Bytes(argument), ULong(argument.size()))), expected);
           break;
         case 'p':
-        case 'g': {
-          ULong const got = step.op == 'p' ? ring.Get(Bytes(out), step.count)
-                                           : ring.Remove(Bytes(out), step.count);
-          EXPECT_EQ(out.substr(0, got), step.text);
+          EXPECT_EQ(out.substr(0, ring.Get(Bytes(out), count)), expected) << step;
           break;
-        }
+        case 'g':
+          EXPECT_EQ(out.substr(0, ring.Remove(Bytes(out), count)), expected) << step;
+          break;
         case 'r':
-          ring.Remove(step.count);
+          ring.Remove(count);
           break;
         case 'h':
-          ring.RemoveHead(step.count);
+          ring.RemoveHead(count);
           break;
         case 's':
-          EXPECT_EQ(ring.SetSize(step.count), step.result);
+          EXPECT_EQ(std::to_string(ring.SetSize(count)), expected);
           break;
         case 'c':
           ring.ClearAll();
@@ -129,8 +102,7 @@ TEST(PIRingBufferTest, DirectFillThroughReadBuffer) {
     ULong removed;       // then dropped from the front
     long areaOffset;     // expected area - storage start, -1: untouched
     ULong stretch;
-  };
-  std::vector<Row> const rows = {
+  } const rows[] = {
       {"new ring: all of it", 8, "", 0, 0, 8},
       {"up to the end", 8, "abc", 1, 3, 5},
       {"up to the read position when ahead", 8, "abcdefgh", 3, 0, 3},
