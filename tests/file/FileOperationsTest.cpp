@@ -46,39 +46,30 @@ class FileOperationsTest : public filetest::TempDirTest {
 // and destination (code 6) whether or not the entry exists; always an empty text.
 TEST_F(FileOperationsTest, RefusedRequestsGetTheirCodeAndAnEmptyText) {
   using F = FileOperations;
+  using E = ErrorCode;
   Path const rel = P("tmp/x");
   Path const abs = PathAt("x");
   Path const other = PathAt("y");
+  E::Code const kRelative = E::NotAbsolute, kSame = E::SamePath, kMissing = E::NotFound;
   struct Row {
     char const* what;
-    std::function<bool(ErrorCode&)> call;  // true: the call failed as it should
-    ErrorCode::Code code;
+    std::function<bool(E&)> call;  // true: the call failed as it should
+    E::Code code;
   } const rows[] = {
-      {"status", [&](ErrorCode& e) { return F::GetFileStatus(rel, e) == 0; },
-       ErrorCode::NotAbsolute},
-      {"size", [&](ErrorCode& e) { return F::GetFileSize(rel, e) == 0; }, ErrorCode::NotAbsolute},
-      {"copy source", [&](ErrorCode& e) { return !F::CopyFileEntry(rel, abs, 1, e); },
-       ErrorCode::NotAbsolute},
-      {"copy dest", [&](ErrorCode& e) { return !F::CopyFileEntry(abs, rel, 1, e); },
-       ErrorCode::NotAbsolute},
-      {"rename source", [&](ErrorCode& e) { return !F::Rename(rel, abs, 1, e); },
-       ErrorCode::NotAbsolute},
-      {"rename dest", [&](ErrorCode& e) { return !F::Rename(abs, rel, 1, e); },
-       ErrorCode::NotAbsolute},
-      {"remove", [&](ErrorCode& e) { return !F::Remove(rel, e); }, ErrorCode::NotAbsolute},
-      {"remove all", [&](ErrorCode& e) { return F::RemoveAll(rel, e) == 0; },
-       ErrorCode::NotAbsolute},
-      {"create", [&](ErrorCode& e) { return !F::CreateDir(rel, e); }, ErrorCode::NotAbsolute},
-      {"copy same", [&](ErrorCode& e) { return !F::CopyFileEntry(abs, abs, 1, e); },
-       ErrorCode::SamePath},
-      {"rename same", [&](ErrorCode& e) { return !F::Rename(abs, abs, 1, e); },
-       ErrorCode::SamePath},
-      {"copy missing", [&](ErrorCode& e) { return !F::CopyFileEntry(abs, other, 1, e); },
-       ErrorCode::NotFound},
-      {"rename missing", [&](ErrorCode& e) { return !F::Rename(abs, other, 1, e); },
-       ErrorCode::NotFound},
-      {"size missing", [&](ErrorCode& e) { return F::GetFileSize(abs, e) == 0; },
-       ErrorCode::NotFound},
+      {"status", [&](E& e) { return F::GetFileStatus(rel, e) == 0; }, kRelative},
+      {"size", [&](E& e) { return F::GetFileSize(rel, e) == 0; }, kRelative},
+      {"copy source", [&](E& e) { return !F::CopyFileEntry(rel, abs, 1, e); }, kRelative},
+      {"copy dest", [&](E& e) { return !F::CopyFileEntry(abs, rel, 1, e); }, kRelative},
+      {"rename source", [&](E& e) { return !F::Rename(rel, abs, 1, e); }, kRelative},
+      {"rename dest", [&](E& e) { return !F::Rename(abs, rel, 1, e); }, kRelative},
+      {"remove", [&](E& e) { return !F::Remove(rel, e); }, kRelative},
+      {"remove all", [&](E& e) { return F::RemoveAll(rel, e) == 0; }, kRelative},
+      {"create", [&](E& e) { return !F::CreateDir(rel, e); }, kRelative},
+      {"copy same", [&](E& e) { return !F::CopyFileEntry(abs, abs, 1, e); }, kSame},
+      {"rename same", [&](E& e) { return !F::Rename(abs, abs, 1, e); }, kSame},
+      {"copy missing", [&](E& e) { return !F::CopyFileEntry(abs, other, 1, e); }, kMissing},
+      {"rename missing", [&](E& e) { return !F::Rename(abs, other, 1, e); }, kMissing},
+      {"size missing", [&](E& e) { return F::GetFileSize(abs, e) == 0; }, kMissing},
   };
   for (auto const& row : rows) {
     ErrorCode error(ErrorCode::OtherError, TxString("stale"));

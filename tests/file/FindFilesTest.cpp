@@ -48,6 +48,12 @@ class FindFilesTest : public filetest::TempDirTest {
   }
 };
 
+std::string Repeat(std::string const& text, int times) {
+  std::string result;
+  while (times-- > 0) result += text;
+  return result;
+}
+
 TEST(WildcardTranslationTest, AnchorsEscapesTheDotAndCutsLongPatterns) {
   struct Row {
     std::string pattern;
@@ -62,12 +68,7 @@ TEST(WildcardTranslationTest, AnchorsEscapesTheDotAndCutsLongPatterns) {
       // step that ends at 1023, so the longest expression is 1024 bytes.
       {std::string(2000, 'a'), "^" + std::string(1021, 'a') + "$"},
       {std::string(1020, 'a') + "*zzz", "^" + std::string(1020, 'a') + ".*$"},
-      {std::string(600, '.'),
-       [] {
-         std::string e = "^";
-         for (int i = 0; i < 511; ++i) e += "\\.";
-         return e + "$";
-       }()},
+      {std::string(600, '.'), "^" + Repeat("\\.", 511) + "$"},
   };
   for (auto const& row : rows) {
     char expression[Tevrol::File::detail::kWildcardExpressionBytes];
@@ -148,7 +149,7 @@ TxStringArray Names(std::vector<char const*> const& names) {
   return array;
 }
 
-TEST(FindIteratorTest, StatesFromNoSearchToPastTheEnd) {
+TEST(FindIteratorTest, StatesFromNoSearchToPastTheEndAndEqualityByPath) {
   FindIterator none;
   EXPECT_EQ(none.GetIndexForTesting(), -999);
   EXPECT_TRUE((*++none).IsEmpty());
@@ -174,9 +175,8 @@ TEST(FindIteratorTest, StatesFromNoSearchToPastTheEnd) {
   FindIterator assigned;
   assigned = FindIterator(P("/a"), Names({"y"}));
   EXPECT_EQ(Str(*assigned), "/a/y");
-}
 
-TEST(FindIteratorTest, EqualityGoesByTheFullPath) {
+  // Equality goes by the full path.
   FindIterator first(P("/a"), Names({"x", "c"}));
   FindIterator second(P("/a"), Names({"c"}));
   EXPECT_TRUE(first != second);
