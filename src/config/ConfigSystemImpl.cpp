@@ -182,6 +182,7 @@ void ConfigSystemImpl::SetAppName(TxString const& name) {
   SetupFilePath();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes the text by value
 void ConfigSystemImpl::SetAppFolder(TxString folder) {
   m_appFolder = folder;
   SetupFilePath();
@@ -211,6 +212,7 @@ void ConfigSystemImpl::Shutdown() {
     for (bool more = true; more;) {
       more = m_groups.GetNextEntry(group, keys);
       StrFunctionsPI::StrFree(const_cast<char*>(group));
+      group = nullptr;
       if (keys == nullptr) continue;
       keys->Rewind();
       if (keys->m_nextEntry != nullptr) {
@@ -219,10 +221,12 @@ void ConfigSystemImpl::Shutdown() {
         for (bool moreKeys = true; moreKeys;) {
           moreKeys = keys->GetNextEntry(key, value);
           delete value;
+          value = nullptr;
         }
       }
       keys->RemoveAll();
       delete keys;
+      keys = nullptr;
     }
   }
   m_groups.RemoveAll();

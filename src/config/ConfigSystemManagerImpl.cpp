@@ -27,8 +27,10 @@ ConfigSystemManagerImpl::~ConfigSystemManagerImpl() {
     for (bool more = true; more;) {
       more = m_configSystems.GetNextEntry(name, system);
       delete system;
+      system = nullptr;
       m_configSystems.RemoveCurrent();
       delete[] name;
+      name = nullptr;
     }
   }
 }

@@ -153,6 +153,9 @@ class PIMapExtL : public PIObjectExtL<LockType> {
   // successor, a removed current entry is forgotten.
   void Unlink(CEntry** link) {
     CEntry* const entry = *link;
+    if (entry == nullptr) {
+      return;
+    }
     if (entry == m_nextEntry) {
       m_nextEntry = Successor(entry);
     }
