@@ -1,18 +1,21 @@
 #!/usr/bin/env bash
 # Builds the library and runs every test, as the CI does:
-#   1. normal build, warnings as errors, all tests, install, consumer build
-#   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer
+#   1. normal build, warnings as errors, all tests, install, consumer build,
+#      the exported interface against abi/libTevrolDLL.abi
+#   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer, with
+#      line and branch coverage of src/ (fails below the floor set here)
 #   3. all tests under ThreadSanitizer
 #   4. cross build for 32-bit ARM, all tests under qemu-arm
 #   5. the real 2^32 ms wrap of the tick, in a time namespace (needs root)
-#   6. clang-format check, and OS headers only in the platform layer
+#   6. every fuzz target from its corpus, about a minute in all
+#   7. clang-tidy on src/, clang-format, and OS headers only in the platform layer
 # Stops at the first failure; ends with one line "N passed, M failed".
 # TEVROL_STAGES="normal tsan" runs a subset.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 out="$root/build/ci"
-stages="${TEVROL_STAGES:-normal asan tsan arm wrap format}"
+stages="${TEVROL_STAGES:-normal asan tsan arm wrap fuzz format}"
 jobs=2
 
 bash scripts/install-deps.sh --all
@@ -76,13 +79,21 @@ stage_normal() {
     $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs tevroldll) -pthread
   LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo_pc" >/dev/null
   echo "install and consumer builds: ok"
+  bash scripts/check-abi.sh "$dir"
 }
+
+# Line coverage may fall at most two points below what the tests reached.
+coverage_floor=94
 
 stage_asan() {
   local dir="$out/asan"
-  configure_build "$dir" -DTEVROL_SANITIZE=address,undefined -DTEVROL_BUILD_EXAMPLES=OFF
+  configure_build "$dir" -DTEVROL_SANITIZE=address,undefined -DTEVROL_BUILD_EXAMPLES=OFF \
+    -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
+    -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage
+  find "$dir" -name '*.gcda' -delete
   GTEST_DEATH_TEST_STYLE=threadsafe UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 run_ctest "$dir"
+  TEVROL_COVERAGE_MIN_LINES=$coverage_floor bash tools/coverage.sh --report-only "$dir"
 }
 
 stage_tsan() {
@@ -122,12 +133,29 @@ stage_wrap() {
   fi
 }
 
+stage_fuzz() {
+  local log
+  log=$(mktemp)
+  if ! bash scripts/fuzz.sh "$out/fuzz" | tee "$log"; then
+    failed=$((failed + 1))
+    rm -f "$log"
+    return 1
+  fi
+  passed=$((passed + $(grep -c '^== fuzz_' "$log")))
+  rm -f "$log"
+}
+
 stage_format() {
   local files
   files=$(git ls-files '*.h' '*.cpp')
   clang-format --dry-run -Werror $files
   echo "clang-format: $(echo "$files" | wc -l) files clean"
   bash scripts/check-platform-includes.sh
+  # clang-tidy reads the compile commands of the normal build.
+  [ -f "$out/normal/compile_commands.json" ] ||
+    cmake -S . -B "$out/normal" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  git ls-files 'src/*.cpp' | xargs -P"$jobs" -n4 clang-tidy-14 -p "$out/normal" --quiet
+  echo "clang-tidy: clean"
 }
 
 for s in $stages; do
