@@ -20,6 +20,20 @@ bool HasWildcardLeaf(Path const& path) {
   return leaf.Contains(Get_starLeaf()) || leaf.Contains(Get_questionmarkLeaf());
 }
 
+// What copy and rename refuse before any system call: a relative path, and
+// the same text twice.
+bool RefusedPair(Path const& source, Path const& destination, ErrorCode& error) {
+  if (!source.IsAbsolute() || !destination.IsAbsolute()) {
+    Report(error, ErrorCode::NotAbsolute);
+    return true;
+  }
+  if (destination == source) {
+    Report(error, ErrorCode::SamePath);
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void FileOperations::StartUp() {
@@ -52,14 +66,7 @@ std::uint64_t FileOperations::GetFileSize(Path const& path, ErrorCode& error) {
 
 bool FileOperations::CopyFileEntry(Path const& source, Path const& destination, bool overwrite,
                                    ErrorCode& error) {
-  if (!source.IsAbsolute() || !destination.IsAbsolute()) {
-    Report(error, ErrorCode::NotAbsolute);
-    return false;
-  }
-  if (destination == source) {
-    Report(error, ErrorCode::SamePath);
-    return false;
-  }
+  if (RefusedPair(source, destination, error)) return false;
   ErrorCode local;
   switch (GetFileStatus(source, local)) {
     case FileStatus::StatusFile:
@@ -76,14 +83,7 @@ bool FileOperations::CopyFileEntry(Path const& source, Path const& destination, 
 
 bool FileOperations::Rename(Path const& source, Path const& destination, bool overwrite,
                             ErrorCode& error) {
-  if (!source.IsAbsolute() || !destination.IsAbsolute()) {
-    Report(error, ErrorCode::NotAbsolute);
-    return false;
-  }
-  if (destination == source) {
-    Report(error, ErrorCode::SamePath);
-    return false;
-  }
+  if (RefusedPair(source, destination, error)) return false;
   if (FileOperationsImpl::GetFileStatus(source).IsMissing()) {
     Report(error, ErrorCode::NotFound);
     return false;
