@@ -30,9 +30,10 @@ if [ $report_only -eq 0 ]; then
 fi
 
 # Branches that the compiler adds for exceptions and checks it proves
-# unreachable are not ours.
+# unreachable are not ours. Only the notes of this build count: gcovr would
+# otherwise merge every coverage build it finds below the root.
 gcovr --root . --filter 'src/' --object-directory "$dir" \
   --exclude-throw-branches --exclude-unreachable-branches \
   --html-details "$dir/coverage.html" --txt "$dir/coverage.txt" \
   ${TEVROL_COVERAGE_MIN_LINES:+--fail-under-line "$TEVROL_COVERAGE_MIN_LINES"} \
-  --print-summary
+  --print-summary "$dir"
