@@ -1,19 +1,11 @@
 #include "file/FileSystem.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <climits>
-#include <cstdio>
-#include <filesystem>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "FileTestSupport.h"
 #include "UnprivilegedChild.h"
@@ -78,7 +70,7 @@ struct FileSystemTest : TempDirTest {
   mode_t m_umask = 0;
 };
 
-TEST_F(FileSystemTest, CurrentDirectoryIsTheExecutablesFolderNotTheWorkingDirectory) {
+TEST_F(FileSystemTest, CurrentDirectoryChangeDirAndParent) {
   ASSERT_EQ(chdir(m_dir.c_str()), 0);
   Write(At("here"), "x");
   FileSystem fs;
@@ -115,20 +107,15 @@ TEST_F(FileSystemTest, CurrentDirectoryIsTheExecutablesFolderNotTheWorkingDirect
   TxString const noLeaf("sub2/");
   EXPECT_EQ(other.GetFirstEntry(&noLeaf), nullptr);
   EXPECT_EQ(Str(other.GetCurrentDir()), "sub2/");
-}
 
-TEST_F(FileSystemTest, ChangeDirAndParent) {
-  ASSERT_EQ(mkdir(At("d").c_str(), 0700), 0);
-  FileSystem fs;
-  std::string const start = Str(fs.GetCurrentDir());
-  EXPECT_FALSE(fs.ChangeDir(T(At("missing"))));
-  EXPECT_FALSE(fs.ChangeDir(T("no such folder here")));
-  EXPECT_EQ(Str(fs.GetCurrentDir()), start);
-  EXPECT_TRUE(fs.ChangeDir(T(m_dir)));
-  EXPECT_TRUE(fs.ChangeDir(T("d")));  // relative to the current directory
-  EXPECT_EQ(Str(fs.GetCurrentDir()), m_dir + "/d/");
-  EXPECT_TRUE(fs.ChangeDir(T("..//d/")));  // tested normalised, kept as given
-  EXPECT_EQ(Str(fs.GetCurrentDir()), m_dir + "/d/..//d/");
+  EXPECT_FALSE(other.ChangeDir(T(At("missing"))));
+  EXPECT_FALSE(other.ChangeDir(T("no such folder here")));
+  EXPECT_EQ(Str(other.GetCurrentDir()), "sub2/");
+  EXPECT_TRUE(other.ChangeDir(T(m_dir)));
+  EXPECT_TRUE(other.ChangeDir(T("sub")));  // relative to the current directory
+  EXPECT_EQ(Str(other.GetCurrentDir()), m_dir + "/sub/");
+  EXPECT_TRUE(other.ChangeDir(T("..//sub/")));  // tested normalised, kept as given
+  EXPECT_EQ(Str(other.GetCurrentDir()), m_dir + "/sub/..//sub/");
 
   // Rows "current directory|result|after"; GetFirstEntry on "<dir>x" puts a
   // text there without looking at the file system.
@@ -136,10 +123,10 @@ TEST_F(FileSystemTest, ChangeDirAndParent) {
        {"/a/b/|1|/a/", "/a/|1|/", "a/b/|1|a/", "a/|0|a/", "//|1|/", "/ab/|1|/", "/|0|/"}) {
     std::vector<std::string> const f = Fields(row);
     TxString const pattern(T(f[0] + "x"));
-    FileSystem::ReleaseEntry(fs.GetFirstEntry(&pattern));
-    ASSERT_EQ(Str(fs.GetCurrentDir()), f[0]) << row;
-    EXPECT_EQ(fs.ChangeToParentDir(), f[1] == "1") << row;
-    EXPECT_EQ(Str(fs.GetCurrentDir()), f[2]) << row;
+    FileSystem::ReleaseEntry(other.GetFirstEntry(&pattern));
+    ASSERT_EQ(Str(other.GetCurrentDir()), f[0]) << row;
+    EXPECT_EQ(other.ChangeToParentDir(), f[1] == "1") << row;
+    EXPECT_EQ(Str(other.GetCurrentDir()), f[2]) << row;
   }
 }
 
@@ -157,13 +144,10 @@ TEST_F(FileSystemTest, ListingGivesFilesAndDirectoriesAndPassesOverOtherKinds) {
   FileSystem fs;
   TxString const all(T(m_dir + "/*"));
   // The dangling link cannot be examined: a null in the walk, not an entry.
-  EXPECT_EQ(List(fs, &all, m_dir), (Listing{{".", "1"},
-                                            {"..", "1"},
-                                            {"plain", "0:5"},
-                                            {"dir", "1"},
-                                            {"link", "0:5"},
-                                            {"\xC3\xA9t\xC3\xA9.txt", "0:4"},
-                                            {"\xE9.TXT", "0:6"}}));
+  Listing const expected = {{".", "1"},         {"..", "1"},     {"plain", "0:5"},
+                            {"dir", "1"},       {"link", "0:5"}, {"\xC3\xA9t\xC3\xA9.txt", "0:4"},
+                            {"\xE9.TXT", "0:6"}};
+  EXPECT_EQ(List(fs, &all, m_dir), expected);
   EXPECT_EQ(Str(fs.GetCurrentDir()), m_dir + "/");
   close(sock);
 
@@ -241,34 +225,26 @@ TEST_F(FileSystemTest, CopyAndMoveOntoExistingFiles) {
   EXPECT_TRUE(fs.DeleteFile(T("empty")));
 }
 
-// A failing write or read is never a whole copy. /dev/full is only ever the
-// write target here; RLIMIT_FSIZE in a child stops writes after 1500 bytes.
-TEST_F(FileSystemTest, FailingWritesAreReported) {
+// A failing write or read is never a whole copy: /dev/full is only ever the
+// write target here, and RLIMIT_FSIZE in a child stops writes after 1500 bytes.
+TEST_F(FileSystemTest, FailingWritesAndPermissionFailures) {
+  ASSERT_EQ(chmod(m_dir.c_str(), 0777), 0);
   Write(At("src"), std::string(3000, 's'));
   Write(At("empty"), "");
   EXPECT_FALSE(FileSystem::CopyFile(T(At("src")), T("/dev/full")));
   EXPECT_TRUE(FileSystem::CopyFile(T(At("empty")), T("/dev/full")));
-
-  pid_t const pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
+  int const limited = RunUnprivileged([this] {
     signal(SIGXFSZ, SIG_IGN);
     rlimit const limit{1500, 1500};
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(90);
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 90;
     FileSystem fs;
-    _exit((fs.CopyEntry(T(At("src")), T(At("entry"))) ? 1 : 0) |
-          (FileSystem::CopyFile(T(At("src")), T(At("file"))) ? 2 : 0));
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: CopyEntry, 2: CopyFile reported a whole copy";
+    return (fs.CopyEntry(T(At("src")), T(At("entry"))) ? 1 : 0) |
+           (FileSystem::CopyFile(T(At("src")), T(At("file"))) ? 2 : 0);
+  });
+  EXPECT_EQ(limited, 0) << "1: CopyEntry, 2: CopyFile reported a whole copy";
   EXPECT_EQ(Read(At("entry")), std::string(1500, 's'));  // nothing lost nor invented
   EXPECT_EQ(Read(At("file")), std::string(1500, 's'));
-}
 
-TEST_F(FileSystemTest, PermissionFailuresOfAnUnprivilegedUser) {
-  ASSERT_EQ(chmod(m_dir.c_str(), 0777), 0);
   Write(At("secret"), "secret");
   ASSERT_EQ(chmod(At("secret").c_str(), 0600), 0);
   ASSERT_EQ(mkdir(At("closed").c_str(), 0700), 0);
@@ -296,7 +272,14 @@ TEST_F(FileSystemTest, PermissionFailuresOfAnUnprivilegedUser) {
   EXPECT_FALSE(Exists(At("readonly/new")));
 }
 
-TEST_F(FileSystemTest, CreateDirMakesTheChainAndRefusesWhatExists) {
+// CreateDir refuses what exists and a path over 1023 bytes. Other texts of
+// 254, 255, 256, 1023 and 1024 bytes: a 254-byte path to a file (or a folder)
+// with "y" appended. Where 254 bytes are kept the operation works on the
+// file; where all are kept it sees a missing name.
+TEST_F(FileSystemTest, CreateDirAndLongPathsAreCutOrRefusedNeverOverrun) {
+  std::string const file = m_dir + "/" + std::string(254 - m_dir.size() - 1, 'n');
+  std::string const folder = m_dir + "/" + std::string(254 - m_dir.size() - 1, 'd');
+  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
   FileSystem fs;
   ASSERT_TRUE(fs.ChangeDir(T(m_dir)));
   EXPECT_TRUE(fs.CreateDir(T("a/b/c")));
@@ -321,17 +304,7 @@ TEST_F(FileSystemTest, CreateDirMakesTheChainAndRefusesWhatExists) {
   ASSERT_EQ(longer.size(), 1024u);
   EXPECT_FALSE(fs.CreateDir(T(longer)));
   EXPECT_FALSE(Exists(longer));
-}
 
-// Texts of 254, 255, 256, 1023 and 1024 bytes: a 254-byte path to a file (or
-// a folder) with "y" appended. Where 254 bytes are kept the operation works
-// on the file; where all are kept it sees a missing name.
-TEST_F(FileSystemTest, LongPathsAreCutOrRefusedNeverOverrun) {
-  std::string const file = m_dir + "/" + std::string(254 - m_dir.size() - 1, 'n');
-  std::string const folder = m_dir + "/" + std::string(254 - m_dir.size() - 1, 'd');
-  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
-  FileSystem fs;
-  ASSERT_TRUE(fs.ChangeDir(T(m_dir)));
   for (std::size_t length : {254u, 255u, 256u, 1023u, 1024u}) {
     SCOPED_TRACE(length);
     Write(file, "content");
