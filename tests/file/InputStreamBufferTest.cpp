@@ -4,10 +4,7 @@
 
 #include <chrono>
 #include <deque>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "FileTestSupport.h"
 #include "file/File.h"
@@ -64,34 +61,21 @@ class ScriptedSource : public InputStream {
   std::deque<Answer> m_script;
 };
 
-struct Result {
-  ULong code;
-  std::string bytes;
-};
-
-Result ReadSome(InputStream& stream, ULong length) {
+// "code:bytes" of a Read; no bytes where the count was left untouched.
+std::string ReadSome(InputStream& stream, ULong length) {
   std::string buffer(length + 1, '\0');
   ULong got = 12345;
   ULong const code = stream.Read(reinterpret_cast<unsigned char*>(&buffer[0]), length, &got);
   buffer.resize(got == 12345 ? 0 : got);
-  return {code, buffer};
+  return std::to_string(code) + ":" + buffer;
 }
 
-using InputStreamBufferFileTest = filetest::TempDirTest;
+using InputStreamBufferTest = filetest::TempDirTest;
 
-// Answers or results written as "code:bytes" separated by blanks ("0:abc 2:").
-std::vector<Result> Parse(std::string const& text) {
-  std::vector<Result> results;
-  std::istringstream in(text);
-  for (std::string word; in >> word;) {
-    results.push_back({static_cast<ULong>(std::stoul(word)), word.substr(word.find(':') + 1)});
-  }
-  return results;
-}
-
-// Each row: a script, then reads of the given lengths with their results,
-// and the lengths the source was asked for.
-TEST(InputStreamBufferTest, ReadsAgainstScriptedSource) {
+// Each row: a script of answers, then reads of the given lengths with their
+// results (both "code:bytes", separated by blanks), and the lengths the
+// source was asked for.
+TEST_F(InputStreamBufferTest, ReadsAgainstScriptedSource) {
   struct Row {
     char const* name;
     Tevrol::Long ringSize;
@@ -115,16 +99,17 @@ TEST(InputStreamBufferTest, ReadsAgainstScriptedSource) {
   for (Row const& row : rows) {
     SCOPED_TRACE(row.name);
     std::deque<ScriptedSource::Answer> script;
-    for (Result const& answer : Parse(row.script)) script.push_back({answer.code, answer.bytes, 0});
+    std::istringstream answers(row.script), results(row.results);
+    for (std::string word; answers >> word;) {
+      script.push_back({ULong(std::stoul(word)), word.substr(word.find(':') + 1), 0});
+    }
     ScriptedSource source(script);
     InputStreamBuffer buffer(&source, row.ringSize);
     buffer.SetReadTimeout(row.timeout);
-    std::vector<Result> const results = Parse(row.results);
-    ASSERT_EQ(results.size(), row.lengths.size());
-    for (std::size_t i = 0; i < row.lengths.size(); ++i) {
-      Result const r = ReadSome(buffer, row.lengths[i]);
-      EXPECT_EQ(r.code, results[i].code) << "read " << i;
-      EXPECT_EQ(r.bytes, results[i].bytes) << "read " << i;
+    for (ULong const length : row.lengths) {
+      std::string expected;
+      results >> expected;
+      EXPECT_EQ(ReadSome(buffer, length), expected) << "length " << length;
     }
     // A time-out asks an unknown number of times; compare the first asks.
     ASSERT_GE(source.offered.size(), row.offered.size());
@@ -134,7 +119,7 @@ TEST(InputStreamBufferTest, ReadsAgainstScriptedSource) {
   }
 }
 
-TEST(InputStreamBufferTest, TimeOutKeepsBytesOfTheLastPass) {
+TEST_F(InputStreamBufferTest, TimeOutKeepsBytesOfTheLastPass) {
   // The only answer takes longer than the time-out: its bytes wait in the
   // ring for the next Read, which does not ask the source.
   ScriptedSource source({{0, "late", 60}});
@@ -142,16 +127,12 @@ TEST(InputStreamBufferTest, TimeOutKeepsBytesOfTheLastPass) {
   buffer.SetReadTimeout(10);
   EXPECT_EQ(source.timeout, 50);  // the source gets its own fixed time-out
   EXPECT_EQ(buffer.GetReadTimeout(), 10);
-  Result const first = ReadSome(buffer, 16);
-  EXPECT_EQ(first.code, 2u);
-  EXPECT_EQ(first.bytes, "");
-  Result const second = ReadSome(buffer, 16);
-  EXPECT_EQ(second.code, 0u);
-  EXPECT_EQ(second.bytes, "late");
+  EXPECT_EQ(ReadSome(buffer, 16), "2:");
+  EXPECT_EQ(ReadSome(buffer, 16), "0:late");
   EXPECT_EQ(source.offered.size(), 1u);
 }
 
-TEST(InputStreamBufferTest, FailuresAndForwarding) {
+TEST_F(InputStreamBufferTest, FailuresForwardingAndAFile) {
   unsigned char byte = 0;
   ULong got = 0;
   InputStreamBuffer noSource;
@@ -169,25 +150,17 @@ TEST(InputStreamBufferTest, FailuresAndForwarding) {
   EXPECT_EQ(source.cancels, 1);
 
   // Flush drops what was read ahead and gives the source's result.
-  EXPECT_EQ(ReadSome(buffer, 1).bytes, "a");
+  EXPECT_EQ(ReadSome(buffer, 1), "0:a");
   EXPECT_EQ(buffer.Flush(), 3u);
   EXPECT_EQ(source.flushes, 1);
-  EXPECT_EQ(ReadSome(buffer, 1).bytes, "d");
-}
+  EXPECT_EQ(ReadSome(buffer, 1), "0:d");
 
-TEST_F(InputStreamBufferFileTest, ByteWiseOverAFile) {
-  filetest::Write(At("three"), "xyz");
+  // Over a real file, byte by byte, to its end.
+  filetest::Write(At("three"), "xy");
   File file(At("three").c_str(), 0, 0, 0, 0x80, false);
   ASSERT_EQ(file.Open(), 0u);
-  InputStreamBuffer buffer(file.GetInputStream(), 8192);
-  for (char const expected : std::string("xyz")) {
-    Result const r = ReadSome(buffer, 1);
-    EXPECT_EQ(r.code, 0u);
-    EXPECT_EQ(r.bytes, std::string(1, expected));
-  }
-  Result const end = ReadSome(buffer, 1);
-  EXPECT_EQ(end.code, 7u);
-  EXPECT_EQ(end.bytes, "");
+  InputStreamBuffer overFile(file.GetInputStream(), 8192);
+  for (char const* expected : {"0:x", "0:y", "7:"}) EXPECT_EQ(ReadSome(overFile, 1), expected);
 }
 
 }  // namespace
