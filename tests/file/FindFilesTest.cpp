@@ -1,12 +1,5 @@
-#include <sys/stat.h>
-
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <string>
-#include <vector>
 
 #include "FileTestSupport.h"
 #include "file/FileOperations.h"
@@ -31,7 +24,7 @@ class FindFilesTest : public filetest::TempDirTest {
     TempDirTest::SetUp();
     for (std::string leaf : {"a.log", "A.TXT", "a.txt.bak", "abc", "ac", "a.c", "b1", "d1", "a+",
                              "f(1)", "^a", "a$b", "x y", "b\\1", kUtf8Name.c_str()}) {
-      std::ofstream(m_dir + "/" + leaf) << leaf;
+      filetest::Write(At(leaf), leaf);
     }
   }
 
@@ -100,7 +93,7 @@ TEST_F(FindFilesTest, PatternsSelectWholeNamesIgnoringCase) {
 
 // The leaf selects in its parent; a path without a wildcard leaf lists the
 // folder itself, and a "*" above the leaf is a plain character.
-TEST_F(FindFilesTest, TheLeafSelectsInItsParent) {
+TEST_F(FindFilesTest, TheLeafSelectsInItsParentAndFailuresFindNothing) {
   std::string const folder = m_dir + "/d*x/sub";
   ASSERT_EQ(mkdir((m_dir + "/d*x").c_str(), 0700), 0);
   ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
@@ -120,9 +113,8 @@ TEST_F(FindFilesTest, TheLeafSelectsInItsParent) {
             (std::vector<std::string>{folder + "/.", folder + "/..", folder + "/inner"}));
   EXPECT_EQ(walk(m_dir + "/*.LOG"), std::vector<std::string>{m_dir + "/a.log"});
   EXPECT_EQ(walk(m_dir + "/D*X"), std::vector<std::string>{m_dir + "/d*x"});
-}
 
-TEST_F(FindFilesTest, FailedSearchesLookLikeEmptyOnes) {
+  // Failed searches look like empty ones.
   ErrorCode error(ErrorCode::OtherError, TxString("stale"));
   FindIterator missing = FileOperations::FindFiles(P(m_dir + "/none/*"), error);
   EXPECT_EQ(error.code, ErrorCode::Success);
