@@ -1,13 +1,10 @@
 #include "file/DirEntryArray.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <new>
-#include <string>
 #include <typeinfo>
-#include <vector>
 
 #include "file/File.h"
 #include "file/FileTestSupport.h"
@@ -97,7 +94,7 @@ TEST(DirEntryArrayTest, AppendRangesAreClippedToTheSource) {
   EXPECT_EQ(Names(target), "xyabc");
 }
 
-TEST(DirEntryArrayTest, CopyAssignInsert) {
+TEST(DirEntryArrayTest, CopyAssignInsertAlsoFromItself) {
   DirEntryArray target = Array("abcde");
   target.Copy(Array("pq"));
   EXPECT_EQ(Names(target), "pq");
@@ -127,18 +124,16 @@ TEST(DirEntryArrayTest, CopyAssignInsert) {
   EXPECT_EQ(Names(array), "fffaf");
   array.RemoveAt(1, 2);
   EXPECT_EQ(Names(array), "faf");
-}
 
-// Entries and arrays of the array itself: copied before the buffer moves.
-TEST(DirEntryArrayTest, OwnEntriesAndItselfAsArgument) {
-  DirEntryArray array = Array("abcde");  // capacity 5: the next Add moves the buffer
-  ASSERT_EQ(array.GetMaxSize(), array.GetSize());
-  array.Add(array[1]);
-  EXPECT_EQ(Names(array), "abcdeb");
-  array.InsertAt(0, array.ElementAt(2), 2);
-  EXPECT_EQ(Names(array), "ccabcdeb");
-  array.SetAt(0, array.ElementAt(0));
-  EXPECT_EQ(Names(array), "ccabcdeb");
+  // Entries and arrays of the array itself: copied before the buffer moves.
+  DirEntryArray own = Array("abcde");  // capacity 5: the next Add moves the buffer
+  ASSERT_EQ(own.GetMaxSize(), own.GetSize());
+  own.Add(own[1]);
+  EXPECT_EQ(Names(own), "abcdeb");
+  own.InsertAt(0, own.ElementAt(2), 2);
+  EXPECT_EQ(Names(own), "ccabcdeb");
+  own.SetAt(0, own.ElementAt(0));
+  EXPECT_EQ(Names(own), "ccabcdeb");
 
   DirEntryArray self = Array("xyz");
   DirEntryArray const& alias = self;
@@ -154,7 +149,7 @@ TEST(DirEntryArrayTest, OwnEntriesAndItselfAsArgument) {
   EXPECT_EQ(Names(small), "aabb");
 }
 
-TEST(DirEntryArrayTest, EntriesSurviveAByteWiseMove) {
+TEST(DirEntryArrayTest, EntriesSurviveAByteWiseMoveAndFilesArriveAsPlainEntries) {
   alignas(DirEntry) unsigned char first[sizeof(DirEntry)];
   alignas(DirEntry) unsigned char second[sizeof(DirEntry)];
   DirEntry* const original = ::new (static_cast<void*>(first)) DirEntry(Entry("moved", 1, 42));
@@ -169,9 +164,8 @@ TEST(DirEntryArrayTest, EntriesSurviveAByteWiseMove) {
   *moved = Entry("assigned");
   EXPECT_EQ(Str(moved->m_name), "assigned");
   moved->~DirEntry();
-}
 
-TEST(DirEntryArrayTest, AFileArrivesAsAPlainEntryOfTypeZero) {
+  // A File arrives as a plain entry of type 0.
   DirEntryArray array;
   {
     File file("/tmp/some-file-name", O_RDONLY, 0, 0, 0, false);
