@@ -1,11 +1,7 @@
 #include "file/HelperFunctions.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "FileTestSupport.h"
 #include "file/PDEnvInformation.h"
@@ -48,19 +44,17 @@ TEST_F(HelperFunctionsTest, CutFileNameSplitsBehindTheLastUnescapedSeparator) {
   }
 }
 
-TEST_F(HelperFunctionsTest, ExecutableFolderAndNameAreThisProgram) {
-  const std::string folder = Str(HelperFunctions::GetExecutableFolder());
-  EXPECT_EQ(access((folder + "file_tests").c_str(), X_OK), 0) << folder;
-  const std::string name = Str(HelperFunctions::GetExecutableNameWithFolder());
-  EXPECT_EQ(name.substr(name.rfind('/') + 1), "file_tests");
-}
-
 // What _cmdname answers (empty: nothing), whether malloc fails first, the
 // folder that follows, and what CreateAbsolutePath makes of "rel", "C:/x"
 // (relative here) and "/x". An unreadable path gives no folder, so relative
 // paths stay relative; one of 1024 bytes or more is copied unterminated but
 // still gives its folder; one without '/' is kept whole.
 TEST_F(HelperFunctionsTest, ExecutableFolderForEveryKindOfExecutablePath) {
+  const std::string folder = Str(HelperFunctions::GetExecutableFolder());
+  EXPECT_EQ(access((folder + "file_tests").c_str(), X_OK), 0) << folder;
+  const std::string name = Str(HelperFunctions::GetExecutableNameWithFolder());
+  EXPECT_EQ(name.substr(name.rfind('/') + 1), "file_tests");
+
   const detail::AllocateForTesting failingMalloc = [](std::size_t) -> void* { return nullptr; };
   detail::SetCmdNameForTesting(&FakeCmdName);
   const std::string d = "/" + std::string(1400, 'd') + "/";
