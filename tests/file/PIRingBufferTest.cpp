@@ -32,7 +32,6 @@ TEST(PIRingBufferTest, OperationsLeaveTheExpectedBytes) {
     std::string content;  // the stored bytes afterwards, oldest first
     ULong available;
   } const cases[] = {
-      {"fills completely", 8, "aabcdefgh=8", "abcdefgh", 0},
       {"one more overruns two", 8, "aabcdefgh=8 ai=1", "cdefghi", 1},
       {"20 into empty keeps first 8", 8, "aABCDEFGHIJKLMNOPQRST=8", "ABCDEFGH", 0},
       {"20 into one held keeps 2nd to 8th", 8, "ax=1 aABCDEFGHIJKLMNOPQRST=8", "BCDEFGH", 1},
