@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iterator>
 #include <random>
-#include <string>
 
 #include "FileTestSupport.h"
 
