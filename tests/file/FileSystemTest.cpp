@@ -191,6 +191,7 @@ TEST_F(FileSystemTest, CopyAndMoveOntoExistingFiles) {
   auto mode = [this](std::string const& leaf) {
     return std::filesystem::status(At(leaf)).permissions();
   };
+  int const descriptors = CountIn("/proc/self/fd");
 
   EXPECT_TRUE(FileSystem::CopyFile(T(At("src")), T(At("long"))));
   EXPECT_EQ(Read(At("long")), data);  // no old bytes behind the copy
@@ -223,6 +224,7 @@ TEST_F(FileSystemTest, CopyAndMoveOntoExistingFiles) {
   EXPECT_FALSE(fs.DeleteFile(T("new")));
   ASSERT_EQ(mkdir(At("empty").c_str(), 0700), 0);
   EXPECT_TRUE(fs.DeleteFile(T("empty")));
+  EXPECT_EQ(CountIn("/proc/self/fd"), descriptors);  // every copy closed both of its files
 }
 
 // A failing write or read is never a whole copy: /dev/full is only ever the
