@@ -56,6 +56,10 @@ WorkLoopImpl::~WorkLoopImpl() {
       m_thread.Stop();  // joins when the drain is over
     } else {
       m_shutdownEvent.Wait();  // until RunBlocking on the other thread has finished
+      // It sets the event under m_lock: once the lock is free again, that
+      // thread has let go of every member.
+      m_lock.Lock();
+      m_lock.Unlock();
     }
   }
 
@@ -285,11 +289,7 @@ void WorkLoopImpl::RunBlocking() {
   m_ownThread = false;
   m_state = LoopRunning;
   m_lock.Unlock();
-  RunBlockingInternal();
-  m_lock.Lock();
-  const bool deleteNow = m_deleteWhenRunEnds;
-  m_lock.Unlock();
-  if (deleteNow) {
+  if (RunBlockingInternal()) {
     delete this;  // asked for by a task of this run; nothing touches the object after this
   }
 }
@@ -331,7 +331,8 @@ void WorkLoopImpl::WorkingLoop(Thread* thread) {
     TxByteArray const bytes = name.ToAscii();
     Ambient::Classification::ScopedId(Ambient::Classification::ModuleId(bytes), 0, nullptr, -1);
   }
-  RunBlockingInternal();
+  // The own thread ends through StoppingEvent, which reads the deletion wish.
+  static_cast<void>(RunBlockingInternal());
   thread->EndFromRunnable();
 }
 
@@ -346,7 +347,7 @@ void WorkLoopImpl::StoppingEvent() {
   }
 }
 
-void WorkLoopImpl::RunBlockingInternal() {
+bool WorkLoopImpl::RunBlockingInternal() {
   m_lock.Lock();
   m_runner = ThreadHelper::GetCurrentThreadID();
   m_lock.Unlock();
@@ -363,8 +364,10 @@ void WorkLoopImpl::RunBlockingInternal() {
   m_shutdownTask = nullptr;
   m_state = LoopIdle;
   m_runner = 0;
+  const bool deleteNow = m_deleteWhenRunEnds;
   m_shutdownEvent.Set();
   m_lock.Unlock();
+  return deleteNow;
 }
 
 void WorkLoopImpl::AgePriorityQueue() {

@@ -60,7 +60,12 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   // own task frees itself here.
   void StoppingEvent() override;
 
-  void RunBlockingInternal();
+  // One run: the tasks until a shutdown has drained them, then the shutdown
+  // task. Gives whether a task of the run asked for the loop's deletion, read
+  // in the same step that ends the run: once m_shutdownEvent is set, a
+  // destructor on another thread may go on, so the run touches nothing of
+  // the object after that step.
+  bool RunBlockingInternal();
   // One pass; false when the run is over.
   bool ExecuteNext();
   // The caller holds m_lock.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "workloop/Journal.h"
@@ -125,6 +126,7 @@ TEST_F(WorkLoopImplTest, RunBlockingRunsOnTheCallerAndMayRunAgain) {
   Tevrol::Long removeAllCode = -1;
   JournalTask* stopper = Make("stopper", [&] {
     removeAllCode = loop->RemoveAll(tasks[0].get());  // no Thread of its own: 3
+    loop->RunBlocking();                              // running already: returns at once
     loop->Shutdown(nullptr);
   });
   for (int run = 0; run < 2; ++run) {
@@ -151,6 +153,24 @@ TEST(WorkLoopDeleteTest, LoopDeletedByItsOwnTaskDrainsAndFreesItself) {
     ASSERT_TRUE(journal.WaitFor("~last"));
     EXPECT_EQ(journal.Entries(), Names({"killer", "~killer", "last", "~last"}));
     if (!blocking) ThreadHelper::Sleep(50);  // let the thread end before `last` goes
+  }
+}
+
+// A loop run by RunBlocking on one thread and deleted on another: the
+// delete drains the loop and returns only when the run has let go of it.
+TEST(WorkLoopDeleteTest, DeleteFromAnotherThreadWaitsForRunBlockingToLetGo) {
+  for (int round = 0; round < 20; ++round) {
+    Journal journal;
+    WorkLoop* loop = WorkLoop::CreateInstance();
+    JournalTask first(journal, "first");
+    JournalTask queued(journal, "queued");
+    loop->PerformTask(&first, WorkLoop::PriorityNormal);
+    std::thread runner([loop] { loop->RunBlocking(); });
+    ASSERT_TRUE(journal.WaitFor("~first"));
+    loop->PerformTaskDelayed(&queued, 60000, WorkLoop::PriorityNormal);
+    WorkLoop::DeleteInstance(loop);
+    EXPECT_EQ(journal.Entries(), Names({"first", "~first", "queued", "~queued"}));
+    runner.join();
   }
 }
 
