@@ -64,6 +64,33 @@ TEST(ConfigImportTest, ImportsAddAndNeverClear) {
   system.Shutdown();
 }
 
+// Lines reach the store through the virtual store operations, so that a
+// derived system sees every value an import brings.
+TEST(ConfigImportTest, LinesGoThroughTheVirtualStoreOperations) {
+  struct Recording : ConfigSystemImpl {
+    bool StoreNumericalValue(TxString const& g, TxString const& k, Tevrol::Long v) override {
+      calls += std::string(g.ToLatin1()) + "/" + std::string(k.ToLatin1()) + "=n ";
+      return ConfigSystemImpl::StoreNumericalValue(g, k, v);
+    }
+    bool StoreStringValue(TxString const& g, TxString const& k, TxString const& v) override {
+      calls += std::string(g.ToLatin1()) + "/" + std::string(k.ToLatin1()) + "=t ";
+      return ConfigSystemImpl::StoreStringValue(g, k, v);
+    }
+    bool StoreByteArray(TxString const& g, TxString const& k, unsigned char* d,
+                        Tevrol::ULong n) override {
+      calls += std::string(g.ToLatin1()) + "/" + std::string(k.ToLatin1()) + "=h ";
+      return ConfigSystemImpl::StoreByteArray(g, k, d, n);
+    }
+    std::string calls;
+  };
+  TempFolder folder;
+  folder.Write("config.ini", "[G]\n\"n\"=d:1\n\"t\"=\"x\"\n[H]\n\"b\"=h:01\n\"n\"=d:1\n");
+  Recording system;
+  EXPECT_EQ(ImportFolder(system, folder), "G/n=n:1 G/t=\"x\" H/b=h:01 H/n=n:1");
+  EXPECT_EQ(system.calls, "G/n=n G/t=t H/b=h H/n=n ");
+  system.Shutdown();
+}
+
 // Generated files never crash the reader nor make it read past a buffer (the
 // sanitizer builds watch), and every byte is read once: as part of a line or
 // as the dropped end.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -139,6 +140,15 @@ TEST(ConfigLineParserTest, NotesSayWhyALineIsIgnoredOrReadOtherwise) {
   char cut[] = "\"k\"=d:1";  // a piece that ends without a line end
   ParseConfigLine(cut, 7, true, false, bytes, parsed);
   EXPECT_EQ(parsed.note, N::LineCut);
+
+  // The tool prints one sentence per note: each its own, "" only for None.
+  std::set<std::string> sentences;
+  for (int note = 0; note <= static_cast<int>(N::BytesMisaligned); ++note) {
+    std::string const sentence = DescribeConfigLineNote(static_cast<N>(note));
+    EXPECT_EQ(sentence.empty(), note == 0) << note;
+    sentences.insert(sentence);
+  }
+  EXPECT_EQ(sentences.size(), static_cast<std::size_t>(N::BytesMisaligned) + 1);
 }
 
 }  // namespace

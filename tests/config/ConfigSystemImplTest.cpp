@@ -97,6 +97,11 @@ TEST(ConfigSystemImplTest, KindsRetrievesAndDeletes) {
   EXPECT_FALSE(store.RetrieveByteArray("G", "missing", data, length, fallback, 1));
   EXPECT_EQ(data, fallback);
   EXPECT_EQ(length, 1u);
+  store.StoreByteArray("G", "z", nullptr, 2);  // no source: that many zero bytes
+  EXPECT_TRUE(store.RetrieveByteArray("G", "z", small, 3, length));
+  EXPECT_EQ(length, 2u);
+  EXPECT_EQ(small[0] | small[1], 0);
+  EXPECT_TRUE(store.DeleteValue("G", "z"));
 
   EXPECT_TRUE(store.CreateGroup("New"));  // makes nothing
   EXPECT_EQ(store.CreateKeyDataContainer("Kind0", "k")->GetValueKind(), 0);

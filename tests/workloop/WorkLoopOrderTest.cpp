@@ -25,27 +25,32 @@ TEST_F(WorkLoopOrderTest, QueueIdsCountFromOneAcrossBothOperations) {
   WorkLoop::DeleteInstance(other);
 }
 
-// T1 (20), T2 (16), T3 (16), and T4 (18) handed over while T1 or T2 runs:
-// after the first pass T2 and T3 stand at 17, after the second T3 at 19.
+// T1 (20), T2 (16), T3 (16), and T4 (and T5) handed over while T1 or T2
+// runs: after the first pass T2 and T3 stand at 17, after the second T3 at
+// 19, after the third at 22, past T5 at 20 + 1 to the head.
 TEST_F(WorkLoopOrderTest, AgeingLiftsWaitingTasksByTheirAge) {
   const struct {
-    char const* t4QueuedBy;
+    char const* queuedBy;
+    int t4, t5;  // priorities; 0: not handed over
     Names order;
   } cases[] = {
-      {"", {"T1", "T2", "T3"}},
-      {"T1", {"T1", "T4", "T2", "T3"}},
-      {"T2", {"T1", "T2", "T3", "T4"}},
+      {"", 0, 0, {"T1", "T2", "T3"}},
+      {"T1", 18, 0, {"T1", "T4", "T2", "T3"}},
+      {"T2", 18, 0, {"T1", "T2", "T3", "T4"}},
+      {"T2", 21, 20, {"T1", "T2", "T4", "T3", "T5"}},
   };
   for (auto const& c : cases) {
-    SCOPED_TRACE(c.t4QueuedBy);
+    SCOPED_TRACE(::testing::Message() << c.queuedBy << " " << c.t4 << " " << c.t5);
     Journal journal;
     WorkLoop* loop = WorkLoop::CreateInstance();
     JournalTask t4(journal, "T4");
-    std::function<void()> queueT4 = [&] {
-      loop->PerformTask(&t4, static_cast<WorkLoop::EPriorityValue>(18));
+    JournalTask t5(journal, "T5");
+    std::function<void()> queue = [&] {
+      loop->PerformTask(&t4, static_cast<WorkLoop::EPriorityValue>(c.t4));
+      if (c.t5 != 0) loop->PerformTask(&t5, static_cast<WorkLoop::EPriorityValue>(c.t5));
     };
-    JournalTask t1(journal, "T1", std::string(c.t4QueuedBy) == "T1" ? queueT4 : nullptr);
-    JournalTask t2(journal, "T2", std::string(c.t4QueuedBy) == "T2" ? queueT4 : nullptr);
+    JournalTask t1(journal, "T1", std::string(c.queuedBy) == "T1" ? queue : nullptr);
+    JournalTask t2(journal, "T2", std::string(c.queuedBy) == "T2" ? queue : nullptr);
     JournalTask t3(journal, "T3");
     loop->PerformTask(&t1, static_cast<WorkLoop::EPriorityValue>(20));
     loop->PerformTask(&t2, WorkLoop::PriorityNormal);

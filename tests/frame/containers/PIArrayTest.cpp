@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 #include <vector>
@@ -47,7 +48,9 @@ struct Model : std::vector<int> {
     if (static_cast<Long>(size()) < at) resize(at);  // past the end: new elements up to `at`
     insert(begin() + at, count, x);
   }
-  void RemoveAt(Long at, Long count = 1) { erase(begin() + at, begin() + at + count); }
+  void RemoveAt(Long at, Long count = 1) {
+    erase(begin() + at, begin() + at + std::min<Long>(count, static_cast<Long>(size()) - at));
+  }
   void SetSize(Long newSize, Long /*growBy*/ = -1) { resize(newSize); }
   void SetSizeEx(Long newSize, Long, Long) { resize(newSize == -1 ? size() : newSize); }
   void FreeExtra() {}
@@ -100,6 +103,7 @@ TYPED_TEST(PIArrayTest, ScriptMatchesAVectorModel) {
                               {40, 45}, {41, 46}, {8192, 9216}, {20000, 21024}};
     for (auto const& [size, capacity] : growth)
       step([size = size](auto& c) { c.SetSizeEx(size, 0, size), c.Add({1}); }, capacity);
+    step([](auto& c) { c.RemoveAt(19990, 99); }, 21024);  // a count past the end stops there
     step([](auto& c) { c.RemoveAll(); }, 0);
     step([](auto& c) { c.SetSize(3), c.RemoveAt(0, 3); }, 3);
     step([](auto& c) { c.FreeExtra(); }, 0);  // empty: the buffer goes

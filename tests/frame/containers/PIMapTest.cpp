@@ -52,6 +52,17 @@ TEST(PIMapTest, WalkIsByAscendingBucketNewestFirstAndMayRemoveWhatItDelivered) {
   for (std::size_t i = 1; i < order.size(); i += 2) kept.push_back(order[i]);
   EXPECT_EQ(Walk(map), kept);
 
+  // Removing the entry a walk would deliver next: the walk goes on behind it.
+  map.Rewind();
+  TextMap::CEntry entry{};
+  map.GetNextEntry(entry.m_key, entry.m_value);
+  EXPECT_TRUE(map.RemoveKey(kept[1]));
+  std::vector<char const*> rest = {kept[0]};
+  for (bool more = map.m_nextEntry != nullptr; more; rest.push_back(entry.m_key))
+    more = map.GetNextEntry(entry.m_key, entry.m_value);
+  kept.erase(kept.begin() + 1);
+  EXPECT_EQ(rest, kept);
+
   PIMap<ULong, ULong, char*, char*, NullLocking, Alloc> numbers;  // by the value shifted right by 2
   for (ULong const key : {0u, 3u, 4u, 70u, 0xFFFFFFFFu})
     EXPECT_EQ((numbers[key], numbers.Lookup(key)->m_bucket), (key >> 2) % 17) << key;
