@@ -79,6 +79,10 @@ TEST_F(FileSystemTest, CurrentDirectoryChangeDirAndParent) {
   EXPECT_EQ(Str(fs.GetCurrentDir()), exeFolder);
   EXPECT_EQ(Str(fs.ToAbsolutePath(T("a/../b"))), exeFolder + "a/../b");
   EXPECT_EQ(Str(fs.ToAbsolutePath(T("/x"))), "/x");
+  // Only a leading "/" makes a path absolute here: no drive, no URI.
+  EXPECT_TRUE(FileSystem::IsAbsolutePath(T("/")));
+  EXPECT_FALSE(FileSystem::IsAbsolutePath(T("")) || FileSystem::IsAbsolutePath(T("C:/x")) ||
+               FileSystem::IsAbsolutePath(T("file:///x")));
   EXPECT_FALSE(fs.ExistsEntry("here"));
   EXPECT_FALSE(FileSystem::FileExists("here"));  // relative to the executable, always
   EXPECT_TRUE(FileSystem::FileExists(""));       // the executable's folder itself

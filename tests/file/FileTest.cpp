@@ -60,9 +60,16 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
   EXPECT_EQ(ReadText(file, 10), "0:hello");
   EXPECT_EQ(ReadText(file, 10), "7:");
   EXPECT_EQ(SizeOf(file), 5u);
-  Tevrol::Long time = -1;
-  EXPECT_TRUE(file.GetLastModificationTime(time));
-  EXPECT_GT(time, 0);
+  // Each time from its own field: access and modification set apart, the
+  // change time is the moment of that setting.
+  struct timespec const times[2] = {{1000000, 0}, {2000000, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, At("f").c_str(), times, 0), 0);
+  Tevrol::Long access = -1, modification = -1, change = -1;
+  EXPECT_TRUE(file.GetLastAccessTime(access) && file.GetLastModificationTime(modification) &&
+              file.GetLastChangeTime(change));
+  EXPECT_EQ(access, 1000000);
+  EXPECT_EQ(modification, 2000000);
+  EXPECT_GT(change, 2000000);
   EXPECT_EQ(file.GetInputStream(), static_cast<InputStream*>(&file));
   EXPECT_EQ(file.GetOutputStream(), static_cast<OutputStream*>(&file));
   EXPECT_STREQ(file.GetFriendlyName(), "unknown");
@@ -90,7 +97,7 @@ TEST_F(FileTest, ClosedUntilOpenThenReadWriteAndEnd) {
   EXPECT_EQ(file.GetPosition(&position), 4u);
   EXPECT_EQ(position, 0u);
   EXPECT_EQ(file.SetEndOfFile(), 4u);
-  time = -1;
+  Tevrol::Long time = -1;
   EXPECT_FALSE(file.GetLastAccessTime(time));
   EXPECT_FALSE(file.GetLastChangeTime(time));
   EXPECT_FALSE(file.GetCreationTime(time));

@@ -14,6 +14,9 @@ TEST(StopWatchTest, ElapsedTimeHoldsAcrossTheWrap) {
   detail::SetTickOffsetForTesting(offset + 21);  // the tick now stands just past 2^32
   EXPECT_GE(watch.GetTimeElapsed(), 21u);
   EXPECT_LT(watch.GetTimeElapsed(), 21u + 10000u);
+  detail::SetTickOffsetForTesting(offset + 100000);
+  watch.Reset();  // starts again from the tick of now
+  EXPECT_LT(watch.GetTimeElapsed(), 10000u);
   detail::SetTickOffsetForTesting(0);  // only EXPECTs above: the end is always reached
 }
 
