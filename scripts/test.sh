@@ -82,8 +82,9 @@ stage_normal() {
   bash scripts/check-abi.sh "$dir"
 }
 
-# Line coverage may fall at most two points below what the tests reached.
-coverage_floor=94
+# Line coverage may fall at most two points below what the tests reached
+# (96.8 %).
+coverage_floor=94.8
 
 stage_asan() {
   local dir="$out/asan"
