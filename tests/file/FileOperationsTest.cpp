@@ -254,9 +254,10 @@ TEST_F(FileOperationsTest, PermissionFailuresReportAccessDeniedOrInUse) {
         F::CopyFileEntry(PathAt("secret"), PathAt("mine/c"), false, e) || Report(e) != denied,
         F::Rename(PathAt("secret"), PathAt("mine/r"), false, e) || Report(e) != denied,
         F::Remove(PathAt("mine/box"), e) || Report(e) != Report(ErrorCode::InUse, ENOTEMPTY),
+        F::Remove(PathAt("mine/box/roots/f"), e) || Report(e) != denied,
     };
     int failed = 0;
-    for (int bit = 0; bit < 4; ++bit) failed |= wrong[bit] ? 1 << bit : 0;
+    for (int bit = 0; bit < 5; ++bit) failed |= wrong[bit] ? 1 << bit : 0;
     return failed;
   });
   EXPECT_EQ(result, 0) << "bit n: call n of the list gave the wrong answer";
