@@ -204,7 +204,8 @@ TEST_F(FileSystemTest, CopyAndMoveOntoExistingFiles) {
   EXPECT_TRUE(FileSystem::CopyFile(T(At("src")), T(At("src"))));
   EXPECT_EQ(Read(At("src")), data);
   EXPECT_FALSE(FileSystem::CopyFile(T(At("missing")), T(At("never"))));
-  EXPECT_FALSE(FileSystem::CopyFile(T(m_dir), T(At("fromdir"))));  // read fails
+  EXPECT_FALSE(FileSystem::CopyFile(T(At("src")), T(At("missing/never"))));  // no such folder
+  EXPECT_FALSE(FileSystem::CopyFile(T(m_dir), T(At("fromdir"))));            // read fails
 
   EXPECT_FALSE(fs.CopyEntry(T("src"), T("keep")));
   EXPECT_EQ(Read(At("keep")), "keep");

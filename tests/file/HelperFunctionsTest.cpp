@@ -88,4 +88,17 @@ TEST_F(HelperFunctionsTest, ExecutableFolderForEveryKindOfExecutablePath) {
   }
 }
 
+// The working directory, or, once it is gone, the error's text in its place.
+TEST_F(HelperFunctionsTest, WorkingDirectoryOrTheTextOfTheFailure) {
+  std::string const before = std::filesystem::current_path().string();
+  EXPECT_EQ(Str(HelperFunctions::GetCurrentWorkingDirectory()), before);
+  char gone[] = "/tmp/tevrol-cwd-XXXXXX";
+  ASSERT_NE(mkdtemp(gone), nullptr);
+  ASSERT_EQ(chdir(gone), 0);
+  ASSERT_EQ(rmdir(gone), 0);
+  std::string const text = Str(HelperFunctions::GetCurrentWorkingDirectory());
+  ASSERT_EQ(chdir(before.c_str()), 0);
+  EXPECT_EQ(text, std::strerror(ENOENT));
+}
+
 }  // namespace
