@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <type_traits>
 
 #include "threads/RunnablePD.h"
@@ -16,6 +17,10 @@ static_assert(std::is_integral<pthread_t>::value && sizeof(pthread_t) <= sizeof(
 
 namespace {
 constexpr size_t kOsNameLength = 15;  // pthread_setname_np refuses longer names on Linux
+
+// One lock for the names of all threads: a name may be set while its thread
+// starts, and the layout of ThreadPD has no room for a lock of its own.
+std::mutex g_nameLock;
 
 Tevrol::ThreadId ToThreadId(pthread_t thread) {
   return static_cast<Tevrol::ThreadId>(thread);
@@ -51,9 +56,7 @@ void* ThreadPD::ThreadProc(void* self) {
   ThreadPD* const platformThread = static_cast<ThreadPD*>(self);
   platformThread->m_nativeThread.store(ToThreadId(pthread_self()));
   char osName[kOsNameLength + 1];
-  const size_t length = strnlen(platformThread->m_friendlyName, kOsNameLength);
-  std::memcpy(osName, platformThread->m_friendlyName, length);
-  osName[length] = '\0';
+  platformThread->CopyFriendlyName(osName, sizeof osName);
   pthread_setname_np(pthread_self(), osName);
   platformThread->m_nativeRunnable->ThreadLoop();
   return nullptr;
@@ -89,6 +92,7 @@ char const* ThreadPD::GetFriendlyName() const {
 }
 
 void ThreadPD::SetFriendlyName(char const* name) {
+  std::lock_guard<std::mutex> guard(g_nameLock);
   if (name == nullptr) {
     m_friendlyName[0] = '\0';
     return;
@@ -96,6 +100,16 @@ void ThreadPD::SetFriendlyName(char const* name) {
   const size_t length = strnlen(name, kMaxNameLength);
   std::memcpy(m_friendlyName, name, length);
   m_friendlyName[length] = '\0';
+}
+
+void ThreadPD::CopyFriendlyName(char* out, size_t size) const {
+  if (size == 0) {
+    return;
+  }
+  std::lock_guard<std::mutex> guard(g_nameLock);
+  const size_t length = strnlen(m_friendlyName, size - 1);
+  std::memcpy(out, m_friendlyName, length);
+  out[length] = '\0';
 }
 
 bool ThreadPD::SetPriority(int value) {

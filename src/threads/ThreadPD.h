@@ -2,6 +2,7 @@
 #define TEVROL_THREADS_THREADPD_H
 
 #include <atomic>
+#include <cstddef>
 
 #include "frame/TevrolExport.h"
 #include "frame/TevrolTypes.h"
@@ -31,10 +32,16 @@ class TEVROL_EXPORT ThreadPD {
   Tevrol::ThreadId GetThreadID() const;
   bool HasNativeThread() const;
   bool IsCurrentThread() const;
+  // The stored name itself: a caller that reads it while another thread sets
+  // it races. CopyFriendlyName does not.
   char const* GetFriendlyName() const;
-  // Null makes the name empty; longer names are cut to 59 characters. No lock:
-  // call it before Create, since the OS takes the name when the thread starts.
+  // Null makes the name empty; longer names are cut to 59 characters. The OS
+  // takes the name when the thread starts, so a name set later is stored but
+  // not shown. Safe beside a starting thread and beside CopyFriendlyName.
   void SetFriendlyName(char const* name);
+  // The name, cut to size - 1 bytes and terminated, read under the lock
+  // that SetFriendlyName takes.
+  void CopyFriendlyName(char* out, std::size_t size) const;
   // Applies an OS priority to the running thread, leaving the policy as it
   // is. A value the OS refuses as invalid counts as done (true) and the
   // thread keeps its priority.

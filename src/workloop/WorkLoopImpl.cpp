@@ -1,5 +1,7 @@
 #include "workloop/WorkLoopImpl.h"
 
+#include <thread>
+
 #include "frame/AmbientClassification.h"
 #include "frame/text/TxString.h"
 #include "threads/ThreadHelper.h"
@@ -25,7 +27,7 @@ void WorkLoop::DeleteInstance(WorkLoop* loop) {
 
 WorkLoopImpl::WorkLoopImpl()
     : m_nextQueueId(1),
-      m_priorizedHead(nullptr),
+      m_passes(0),
       m_delayedHead(nullptr),
       m_state(LoopIdle),
       m_ownThread(false),
@@ -33,6 +35,7 @@ WorkLoopImpl::WorkLoopImpl()
       m_current(nullptr),
       m_runner(0),
       m_deleteWhenRunEnds(false),
+      m_setsInFlight(0),
       m_thread(nullptr) {
   m_thread.GetPlatformThread().SetFriendlyName("WL [noname]");
   m_thread.SetRunnable(this);
@@ -63,13 +66,27 @@ WorkLoopImpl::~WorkLoopImpl() {
     }
   }
 
-  for (QueuedTask* head : {m_priorizedHead, m_delayedHead}) {
-    for (QueuedTask* record = head; record != nullptr;) {
-      QueuedTask* const next = record->m_next;
-      m_current = record;
-      record->m_task->Dispose();
-      record = next;
-    }
+  // A hand-over may still be setting the event after its unlock (a task it
+  // queued may have led to this deletion).
+  WaitForSetsInFlight();
+
+  // What no run took gets Dispose, in queue order, priority queue first.
+  // The order is fixed before the first call: a record queued by a Dispose
+  // here only vanishes with the pool.
+  QueuedTask* order = nullptr;
+  QueuedTask** tail = &order;
+  while (QueuedTask* record = m_priorized.Head(m_passes)) {
+    m_priorized.Unlink(record);
+    *tail = record;
+    tail = &record->m_next;
+  }
+  *tail = m_delayedHead;
+  m_delayedHead = nullptr;
+  for (QueuedTask* record = order; record != nullptr;) {
+    QueuedTask* const next = record->m_next;
+    m_current = record;
+    record->m_task->Dispose();
+    record = next;
   }
   m_current = nullptr;
   if (idleShutdownTask != nullptr) {
@@ -89,17 +106,23 @@ Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool del
     m_lock.Unlock();
     return 0;
   }
-  record->m_effectivePriority = priority;
+  record->m_priority = priority;
   record->m_cancelled = false;
-  record->m_dueOrAge = delayed ? ThreadHelper::GetTickCount() + delay : 0;  // due time, or age 0
+  record->m_due = delayed ? ThreadHelper::GetTickCount() + delay : 0;
   record->m_task = task;
   record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
   const bool wake = delayed ? InsertDelayedTask(record) : InsertPriorizedTask(record);
-  if (wake) {
-    m_wakeEvent.Set();
-  }
   const Tevrol::ULong id = record->m_queueId;
+  if (wake) {
+    m_setsInFlight.fetch_add(1, std::memory_order_relaxed);
+  }
   m_lock.Unlock();
+  if (wake) {
+    // The loop looks at the queues and resets the event under m_lock, so a
+    // Set after the unlock still ends a wait that began without this record.
+    m_wakeEvent.Set();
+    m_setsInFlight.fetch_sub(1, std::memory_order_release);  // the last touch of the loop
+  }
   return id;
 }
 
@@ -113,28 +136,8 @@ Tevrol::ULong WorkLoopImpl::PerformTaskDelayed(Task* task, Tevrol::ULong delay,
 }
 
 bool WorkLoopImpl::InsertPriorizedTask(QueuedTask* record) {
-  if (m_priorizedHead == nullptr) {
-    m_priorizedHead = record;
-    return true;
-  }
-  QueuedTask* before = m_priorizedHead;
-  QueuedTask* last = nullptr;
-  while (before != nullptr && before->m_effectivePriority >= record->m_effectivePriority) {
-    last = before;
-    before = before->m_next;
-  }
-  record->m_prev = last;
-  record->m_next = before;
-  if (before != nullptr) {
-    before->m_prev = record;
-  }
-  if (last != nullptr) {
-    last->m_next = record;
-  } else {
-    m_priorizedHead = record;
-  }
   // Only an empty queue needs a wake-up: the loop never sleeps while it holds a record.
-  return false;
+  return m_priorized.Insert(record, m_passes);
 }
 
 bool WorkLoopImpl::InsertDelayedTask(QueuedTask* record) {
@@ -142,15 +145,14 @@ bool WorkLoopImpl::InsertDelayedTask(QueuedTask* record) {
     m_delayedHead = record;
     return true;
   }
-  if (detail::TickIsLater(m_delayedHead->m_dueOrAge, record->m_dueOrAge)) {
+  if (detail::TickIsLater(m_delayedHead->m_due, record->m_due)) {
     record->m_next = m_delayedHead;
     m_delayedHead->m_prev = record;
     m_delayedHead = record;
     return true;  // the loop may sleep until the old head's time
   }
   QueuedTask* last = m_delayedHead;
-  while (last->m_next != nullptr &&
-         !detail::TickIsLater(last->m_next->m_dueOrAge, record->m_dueOrAge)) {
+  while (last->m_next != nullptr && !detail::TickIsLater(last->m_next->m_due, record->m_due)) {
     last = last->m_next;
   }
   record->m_prev = last;
@@ -184,12 +186,12 @@ WorkLoopImpl::QueuedTask* WorkLoopImpl::FindById(QueuedTask* head, Tevrol::ULong
 
 void WorkLoopImpl::Cancel(Tevrol::ULong id) {
   m_lock.Lock();
-  if (QueuedTask* record = FindById(m_priorizedHead, id)) {
+  if (QueuedTask* record = m_priorized.FindById(id, m_passes)) {
     record->m_cancelled = true;
   } else if (QueuedTask* delayed = FindById(m_delayedHead, id)) {
     // It keeps its place: it leaves when the records before it are due.
     delayed->m_cancelled = true;
-    delayed->m_dueOrAge = ThreadHelper::GetTickCount();
+    delayed->m_due = ThreadHelper::GetTickCount();
   }
   m_lock.Unlock();
 }
@@ -206,18 +208,18 @@ Tevrol::Long WorkLoopImpl::Remove(Tevrol::ULong id, Task*& task) {
     return 1;
   }
   task = nullptr;
-  QueuedTask** head = &m_priorizedHead;
-  QueuedTask* record = FindById(m_priorizedHead, id);
-  if (record == nullptr) {
-    head = &m_delayedHead;
+  QueuedTask* record = m_priorized.FindById(id, m_passes);
+  if (record != nullptr) {
+    m_priorized.Unlink(record);
+  } else {
     record = FindById(m_delayedHead, id);
-  }
-  if (record == nullptr) {
-    m_lock.Unlock();
-    return 2;
+    if (record == nullptr) {
+      m_lock.Unlock();
+      return 2;
+    }
+    Unlink(m_delayedHead, record);
   }
   task = record->m_task;
-  Unlink(*head, record);
   m_pool.Free(record);
   m_lock.Unlock();
   return 0;
@@ -238,16 +240,21 @@ Tevrol::Long WorkLoopImpl::RemoveAll(Task* task) {
     m_shutdownTask = nullptr;
     result = 0;
   }
-  for (QueuedTask** head : {&m_priorizedHead, &m_delayedHead}) {
-    for (QueuedTask* record = *head; record != nullptr;) {
-      QueuedTask* const next = record->m_next;
-      if (record->m_task == task) {
-        Unlink(*head, record);
-        m_pool.Free(record);
-        result = 0;
-      }
-      record = next;
+  m_priorized.ForEachUnordered([&](QueuedTask* record) {
+    if (record->m_task == task) {
+      m_priorized.Unlink(record);
+      m_pool.Free(record);
+      result = 0;
     }
+  });
+  for (QueuedTask* record = m_delayedHead; record != nullptr;) {
+    QueuedTask* const next = record->m_next;
+    if (record->m_task == task) {
+      Unlink(m_delayedHead, record);
+      m_pool.Free(record);
+      result = 0;
+    }
+    record = next;
   }
   if (m_current != nullptr && m_current->m_task == task) {
     result = 1;
@@ -326,8 +333,10 @@ bool WorkLoopImpl::DeleteWhenRunEnds() {
 
 void WorkLoopImpl::WorkingLoop(Thread* thread) {
   {
+    char friendlyName[ThreadPD::kMaxNameLength + 1];
+    thread->GetPlatformThread().CopyFriendlyName(friendlyName, sizeof friendlyName);
     TxString name("WL_");
-    name += thread->GetPlatformThread().GetFriendlyName();
+    name += friendlyName;
     TxByteArray const bytes = name.ToAscii();
     Ambient::Classification::ScopedId(Ambient::Classification::ModuleId(bytes), 0, nullptr, -1);
   }
@@ -347,12 +356,13 @@ void WorkLoopImpl::StoppingEvent() {
   }
 }
 
-bool WorkLoopImpl::RunBlockingInternal() {
+void WorkLoopImpl::BeginRun() {
   m_lock.Lock();
   m_runner = ThreadHelper::GetCurrentThreadID();
   m_lock.Unlock();
-  while (ExecuteNext()) {
-  }
+}
+
+bool WorkLoopImpl::EndRun() {
   m_lock.Lock();
   Task* const shutdownTask = m_shutdownTask;
   m_lock.Unlock();
@@ -370,58 +380,58 @@ bool WorkLoopImpl::RunBlockingInternal() {
   return deleteNow;
 }
 
-void WorkLoopImpl::AgePriorityQueue() {
-  for (QueuedTask* record = m_priorizedHead; record != nullptr;) {
-    QueuedTask* const next = record->m_next;  // not aged yet; moving `record` leaves it in place
-    record->m_dueOrAge += 1;
-    record->m_effectivePriority += record->m_dueOrAge;
-    QueuedTask* const predecessor = record->m_prev;
-    if (predecessor != nullptr && predecessor->m_effectivePriority < record->m_effectivePriority) {
-      Unlink(m_priorizedHead, record);
-      QueuedTask* stop = predecessor->m_prev;
-      while (stop != nullptr && stop->m_effectivePriority < record->m_effectivePriority) {
-        stop = stop->m_prev;
-      }
-      // Directly behind the first record whose priority is not lower, or at the head.
-      QueuedTask* const behind = stop != nullptr ? stop->m_next : m_priorizedHead;
-      record->m_prev = stop;
-      record->m_next = behind;
-      behind->m_prev = record;
-      if (stop != nullptr) {
-        stop->m_next = record;
-      } else {
-        m_priorizedHead = record;
-      }
-    }
-    record = next;
+bool WorkLoopImpl::RunBlockingInternal() {
+  BeginRun();
+  while (ExecuteNext()) {
+  }
+  return EndRun();
+}
+
+void WorkLoopImpl::WaitForSetsInFlight() const {
+  // Such a call is a few instructions away from its end and takes no lock.
+  while (m_setsInFlight.load(std::memory_order_acquire) != 0) {
+    std::this_thread::yield();
   }
 }
 
 void WorkLoopImpl::PromoteDueRecords(Tevrol::Tick now) {
   while (m_delayedHead != nullptr) {
     QueuedTask* const record = m_delayedHead;
-    if (detail::TickIsLater(record->m_dueOrAge, now) && m_state != LoopShuttingDown) {
+    if (detail::TickIsLater(record->m_due, now) && m_state != LoopShuttingDown) {
       break;
     }
     Unlink(m_delayedHead, record);
-    record->m_dueOrAge = 0;
     InsertPriorizedTask(record);
   }
 }
 
 bool WorkLoopImpl::ExecuteNext() {
+  IdleWait wait;
+  if (!ExecutePass(wait)) {
+    return false;
+  }
+  if (wait.kind == IdleWait::UntilWoken) {
+    m_wakeEvent.Wait();
+  } else if (wait.kind == IdleWait::Timed) {
+    m_wakeEvent.WaitFor(wait.milliseconds);
+  }
+  return true;
+}
+
+bool WorkLoopImpl::ExecutePass(IdleWait& wait) {
+  wait = IdleWait();
   m_lock.Lock();
   if (m_state == LoopShuttingDown && !HasTasks()) {
     m_lock.Unlock();
     return false;
   }
   // The record to run is chosen before ageing and promotion.
-  QueuedTask* const record = m_priorizedHead;
+  QueuedTask* const record = m_priorized.Head(m_passes);
   if (record != nullptr) {
-    Unlink(m_priorizedHead, record);
+    m_priorized.Unlink(record);
   }
   const Tevrol::Tick now = ThreadHelper::GetTickCount();
-  AgePriorityQueue();
+  ++m_passes;  // ages every waiting record by one pass
   PromoteDueRecords(now);
   m_current = record;
   m_lock.Unlock();
@@ -438,23 +448,65 @@ bool WorkLoopImpl::ExecuteNext() {
     m_current = nullptr;
     m_pool.Free(record);
   }
-  if (m_priorizedHead != nullptr || m_state == LoopShuttingDown) {
+  if (!m_priorized.IsEmpty() || m_state == LoopShuttingDown) {
     m_lock.Unlock();
     return true;
   }
   // Reset under m_lock after the last look at the queues: every queueing
-  // operation sets the event under m_lock, so no wake-up is lost.
+  // operation changes them under m_lock and sets the event after that, so
+  // no wake-up is lost.
   m_wakeEvent.Reset();
   if (m_delayedHead == nullptr) {
-    m_lock.Unlock();
-    m_wakeEvent.Wait();
-    return true;
+    wait.kind = IdleWait::UntilWoken;
+  } else {
+    const std::int32_t remaining =
+        detail::TickDifference(m_delayedHead->m_due, ThreadHelper::GetTickCount());
+    if (remaining > 0) {
+      wait.kind = IdleWait::Timed;
+      wait.milliseconds = static_cast<Tevrol::ULong>(remaining);
+    }
   }
-  const std::int32_t remaining =
-      detail::TickDifference(m_delayedHead->m_dueOrAge, ThreadHelper::GetTickCount());
   m_lock.Unlock();
-  if (remaining > 0) {
-    m_wakeEvent.WaitFor(static_cast<Tevrol::ULong>(remaining));
-  }
   return true;
+}
+
+bool WorkLoopImpl::BeginRunForTesting() {
+  m_lock.Lock();
+  const bool idle = m_state == LoopIdle;
+  if (idle) {
+    m_ownThread = false;
+    m_state = LoopRunning;
+  }
+  m_lock.Unlock();
+  if (idle) {
+    BeginRun();
+  }
+  return idle;
+}
+
+void WorkLoopImpl::SetNextQueueIdForTesting(std::uint64_t next) {
+  m_lock.Lock();
+  m_nextQueueId = next;
+  m_lock.Unlock();
+}
+
+void WorkLoopImpl::GetQueuesForTesting(std::vector<Entry>& priorized, std::vector<Entry>& delayed) {
+  m_lock.Lock();
+  priorized.clear();
+  delayed.clear();
+  for (QueuedTask* record : m_priorized.InOrder(m_passes)) {
+    priorized.push_back({record->m_queueId, record->m_task,
+                         PriorizedQueue::EffectivePriority(record, m_passes), record->m_cancelled});
+  }
+  for (QueuedTask* record = m_delayedHead; record != nullptr; record = record->m_next) {
+    delayed.push_back({record->m_queueId, record->m_task, record->m_due, record->m_cancelled});
+  }
+  m_lock.Unlock();
+}
+
+Tevrol::ULong WorkLoopImpl::GetCurrentQueueIdForTesting() {
+  m_lock.Lock();
+  const Tevrol::ULong id = m_current != nullptr ? m_current->m_queueId : 0;
+  m_lock.Unlock();
+  return id;
 }

@@ -1,13 +1,17 @@
 #ifndef TEVROL_WORKLOOP_WORKLOOPIMPL_H
 #define TEVROL_WORKLOOP_WORKLOOPIMPL_H
 
+#include <atomic>
 #include <cstdint>
+#include <vector>
 
 #include "frame/TevrolTypes.h"
 #include "threads/CriticalSection.h"
 #include "threads/Runnable.h"
 #include "threads/SetResetEvent.h"
 #include "threads/Thread.h"
+#include "workloop/PriorizedQueue.h"
+#include "workloop/QueuedTask.h"
 #include "workloop/SimpleObjectPoolBase.h"
 #include "workloop/WorkLoop.h"
 
@@ -19,19 +23,18 @@
 // Each pass of ExecuteNext takes the head of the priority queue first, then
 // ages the rest (moving a record forward only past strictly lower
 // priorities), then promotes the due delayed records, then runs its record.
-// An idle loop sleeps without a time limit, or until the delayed head is due.
+// The ageing is not done record by record: PriorizedQueue knows every
+// record's value from the passes it has waited, so a pass costs O(distinct
+// priorities waiting). An idle loop sleeps without a time limit, or until
+// the delayed head is due.
+//
+// A hand-over sets the wake event after releasing m_lock, so that the woken
+// loop does not meet the lock still taken; m_setsInFlight counts such calls
+// between their unlock and the end of their Set, and the loop is not freed
+// before it is back at zero.
 class WorkLoopImpl : public WorkLoop, public Runnable {
  public:
-  // One hand-over; it stands in one queue, is running, or is free.
-  struct QueuedTask {
-    QueuedTask* m_next;  // towards the tail
-    QueuedTask* m_prev;  // towards the head
-    std::uint32_t m_effectivePriority;
-    Tevrol::ULong m_queueId;
-    bool m_cancelled;
-    std::uint32_t m_dueOrAge;  // delayed queue: due tick; priority queue: age
-    Task* m_task;              // not owned
-  };
+  using QueuedTask = WorkLoopQueuedTask;
   using Pool =
       SimpleObjectPoolBase<QueuedTask, DefaultHeap<TevrolMultiThreadAllocDescriptor>,
                            PIAlloc<PICommonAllocDescriptors::ObjectPool, PIDefaultAllocator>>;
@@ -68,8 +71,16 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   bool RunBlockingInternal();
   // One pass; false when the run is over.
   bool ExecuteNext();
+  // How a pass ends when the loop has nothing to run now.
+  struct IdleWait {
+    enum Kind { None, UntilWoken, Timed } kind = None;
+    Tevrol::ULong milliseconds = 0;
+  };
+  // One pass without its idle wait, which it only describes: ExecuteNext is
+  // this and the wait. False when the run is over.
+  bool ExecutePass(IdleWait& wait);
   // The caller holds m_lock.
-  bool HasTasks() const { return m_priorizedHead != nullptr || m_delayedHead != nullptr; }
+  bool HasTasks() const { return !m_priorized.IsEmpty() || m_delayedHead != nullptr; }
 
   // When called on the thread that is running this loop now: starts the
   // shutdown, asks the run to free the loop when it ends, and returns true.
@@ -78,21 +89,44 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   // For tests: records of the pool, the thread.
   Pool& GetPoolForTesting() { return m_pool; }
   Thread& GetThreadForTesting() { return m_thread; }
+  // For tests that drive passes themselves (ExecutePass) on the calling
+  // thread, as RunBlocking would: the start and the end of a run.
+  bool BeginRunForTesting();
+  void EndRunForTesting() { static_cast<void>(EndRun()); }
+  void SetNextQueueIdForTesting(std::uint64_t next);
+  // What stands in the queues, in queue order, with the effective
+  // priorities of the priority queue and the due ticks of the delayed one.
+  struct Entry {
+    Tevrol::ULong queueId;
+    Task* task;
+    std::uint32_t priorityOrDue;
+    bool cancelled;
+  };
+  void GetQueuesForTesting(std::vector<Entry>& priorized, std::vector<Entry>& delayed);
+  // The queue id of the record being executed; 0 between tasks.
+  Tevrol::ULong GetCurrentQueueIdForTesting();
 
  private:
   bool InsertPriorizedTask(QueuedTask* record);
   bool InsertDelayedTask(QueuedTask* record);
   // Both queueing operations: the queue id, or 0 when refused.
   Tevrol::ULong Enqueue(Task* task, std::uint32_t priority, bool delayed, Tevrol::ULong delay);
-  void AgePriorityQueue();
   void PromoteDueRecords(Tevrol::Tick now);
   static void Unlink(QueuedTask*& head, QueuedTask* record);
   static QueuedTask* FindById(QueuedTask* head, Tevrol::ULong id);
+  // The start of a run on the calling thread (under m_lock).
+  void BeginRun();
+  // The end of a run: the shutdown task, then idle. Gives whether a task of
+  // the run asked for the loop's deletion.
+  bool EndRun();
+  // Until no hand-over is between its unlock and the end of its Set.
+  void WaitForSetsInFlight() const;
 
   CriticalSection m_lock;  // guards everything below but m_thread and the events
   std::uint64_t m_nextQueueId;
   Pool m_pool;
-  QueuedTask* m_priorizedHead;
+  PriorizedQueue m_priorized;
+  std::uint64_t m_passes;  // ageing passes so far: the clock of m_priorized
   QueuedTask* m_delayedHead;
   detail::SetResetEvent m_wakeEvent;  // ends the idle wait
   Tevrol::Long m_state;
@@ -101,6 +135,7 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   QueuedTask* m_current;      // the record being executed
   Tevrol::ThreadId m_runner;  // the thread in RunBlockingInternal, 0 between runs
   bool m_deleteWhenRunEnds;
+  std::atomic<unsigned> m_setsInFlight;  // raised under m_lock, lowered after the Set
   Thread m_thread;
   detail::SetResetEvent m_shutdownEvent;  // set when a run has ended
 };
