@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -39,8 +40,10 @@ struct Counted : Task {
 }  // namespace
 
 // Hand-overs to a running loop, a few in flight, after a warm-up that has
-// grown the pool.
+// grown the pool; at one priority (1), eight (8) or a new one each time (0).
 static void BM_WorkLoop_AllocationsPerPerformTask(benchmark::State& state) {
+  const auto priorities = static_cast<std::uint32_t>(state.range(0));
+  std::uint32_t next = 0;
   WorkLoop* loop = WorkLoop::CreateInstance();
   loop->Run();
   Counted task;
@@ -52,7 +55,8 @@ static void BM_WorkLoop_AllocationsPerPerformTask(benchmark::State& state) {
   for (auto _ : state) {
     while (posted - task.executed.load() >= 8) {
     }
-    loop->PerformTask(&task, WorkLoop::PriorityNormal);
+    next = priorities == 0 ? next * 1664525u + 1013904223u : (next + 1) % priorities;
+    loop->PerformTask(&task, static_cast<WorkLoop::EPriorityValue>(16 + next));
     ++posted;
   }
   const long allocations = g_allocations.load() - before;
@@ -60,4 +64,4 @@ static void BM_WorkLoop_AllocationsPerPerformTask(benchmark::State& state) {
       static_cast<double>(allocations) / static_cast<double>(state.iterations());
   WorkLoop::DeleteInstance(loop);
 }
-BENCHMARK(BM_WorkLoop_AllocationsPerPerformTask)->UseRealTime();
+BENCHMARK(BM_WorkLoop_AllocationsPerPerformTask)->Arg(1)->Arg(8)->Arg(0)->UseRealTime();

@@ -105,6 +105,9 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   void GetQueuesForTesting(std::vector<Entry>& priorized, std::vector<Entry>& delayed);
   // The queue id of the record being executed; 0 between tasks.
   Tevrol::ULong GetCurrentQueueIdForTesting();
+  // Stands for a hand-over between its unlock and the end of its Set.
+  void HoldWakeSetForTesting() { m_setsInFlight.fetch_add(1); }
+  void ReleaseWakeSetForTesting() { m_setsInFlight.fetch_sub(1); }
 
  private:
   bool InsertPriorizedTask(QueuedTask* record);

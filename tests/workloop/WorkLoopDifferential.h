@@ -280,13 +280,14 @@ class WorkLoopDifferential {
     }
   }
 
+  // The calls since the last comparison.
   void CompareEvents() {
     if (m_actual.size() != m_expected.size()) {
       Fail("calls: loop " + std::to_string(m_actual.size()) + ", model " +
            std::to_string(m_expected.size()));
       return;
     }
-    for (size_t i = 0; i < m_actual.size(); ++i) {
+    for (size_t i = m_compared; i < m_actual.size(); ++i) {
       if (!(m_actual[i] == m_expected[i])) {
         Fail("call " + std::to_string(i) + ": loop " + m_actual[i].kind +
              std::to_string(m_actual[i].task) + "#" + std::to_string(m_actual[i].id) + ", model " +
@@ -295,10 +296,15 @@ class WorkLoopDifferential {
         return;
       }
     }
+    m_compared = m_actual.size();
   }
 
   void Compare() {
     CompareEvents();
+    // The whole queues after every step while they are short, else after
+    // every 8th: their order shows in every later pass all the same.
+    const size_t length = m_model.Priorized().size() + m_model.Delayed().size();
+    if (length > 16 && m_steps % 8 != 0) return;
     std::vector<WorkLoopImpl::Entry> priorized, delayed;
     m_loop->GetQueuesForTesting(priorized, delayed);
     auto const& modelPriorized = m_model.Priorized();
@@ -335,6 +341,7 @@ class WorkLoopDifferential {
   WorkLoopModel m_model;
   std::vector<std::uint32_t> m_ids;
   std::vector<Event> m_actual, m_expected;
+  size_t m_compared = 0;  // calls compared so far
   bool m_inPass = false;
   bool m_realRunning = false;
   std::uint32_t m_elapsed = 0;  // units of model time

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -172,6 +173,28 @@ TEST(WorkLoopDeleteTest, DeleteFromAnotherThreadWaitsForRunBlockingToLetGo) {
     EXPECT_EQ(journal.Entries(), Names({"first", "~first", "queued", "~queued"}));
     runner.join();
   }
+}
+
+// A hand-over sets the wake event after its unlock; the loop is not freed
+// while one is still between the two.
+TEST(WorkLoopDeleteTest, DeleteWaitsForAHandOverStillSettingTheEvent) {
+  Journal journal;
+  JournalTask task(journal, "task");
+  auto* loop = new WorkLoopImpl;
+  loop->PerformTask(&task, WorkLoop::PriorityNormal);
+  ASSERT_TRUE(loop->Run());
+  ASSERT_TRUE(journal.WaitFor("~task"));
+  loop->HoldWakeSetForTesting();
+  std::atomic<bool> deleted{false};
+  std::thread deleter([&] {
+    WorkLoop::DeleteInstance(loop);
+    deleted.store(true);
+  });
+  ThreadHelper::Sleep(50);
+  EXPECT_FALSE(deleted.load());
+  loop->ReleaseWakeSetForTesting();
+  deleter.join();
+  EXPECT_TRUE(deleted.load());
 }
 
 }  // namespace

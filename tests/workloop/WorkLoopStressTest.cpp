@@ -94,4 +94,50 @@ TEST(WorkLoopStressTest, EveryAcceptedHandOverEndsExactlyOnce) {
   }
 }
 
+// A hand-over sets the wake event after its unlock, so the task it handed
+// over can run, and delete its loop, before that Set has returned; the loop
+// must not be freed under it. The loop is kept busy by a task that hands
+// itself over again, so that it takes the new task without waiting for the
+// Set. Sanitizers see a freed event if the loop does not wait.
+TEST(WorkLoopStressTest, TaskDeletesItsLoopWhileItsHandOverMaySetTheEvent) {
+  const int rounds = 300 / kStressScale;
+  for (int round = 0; round < rounds; ++round) {
+    WorkLoop* loop = WorkLoop::CreateInstance();
+    CountingTask spinner, last;
+    std::vector<std::unique_ptr<CountingTask>> counted(20);
+    for (auto& task : counted) task = std::make_unique<CountingTask>();
+    std::atomic<int> handedOver{1};
+    spinner.onExecute = [&] {
+      // Refused once the loop is shutting down.
+      if (loop->PerformTask(&spinner, WorkLoop::PriorityNormal) != 0) handedOver.fetch_add(1);
+    };
+    CountingTask killer;
+    killer.onExecute = [&] {
+      loop->Shutdown(&last);  // `last` runs at the end of the drain
+      WorkLoop::DeleteInstance(loop);
+    };
+    std::atomic<int> accepted{0};
+    loop->PerformTask(&spinner, WorkLoop::PriorityNormal);
+    ASSERT_TRUE(loop->Run());
+    std::thread producer([&] {
+      for (auto& task : counted) {
+        if (loop->PerformTask(task.get(), WorkLoop::PriorityNormal) != 0) accepted.fetch_add(1);
+      }
+      // The last touch of the loop from this thread.
+      loop->PerformTask(&killer, static_cast<WorkLoop::EPriorityValue>(round % 2 == 0 ? 16 : 100));
+    });
+    producer.join();
+    while (last.disposes.load() == 0) std::this_thread::yield();
+    EXPECT_EQ(accepted.load(), 20);
+    EXPECT_EQ(killer.executes.load(), 1);
+    EXPECT_EQ(last.executes.load(), 1);
+    for (auto const& task : counted) {
+      EXPECT_EQ(task->executes.load(), 1);
+      EXPECT_EQ(task->disposes.load(), 1);
+    }
+    EXPECT_EQ(spinner.disposes.load(), handedOver.load());
+    EXPECT_EQ(spinner.executes.load(), handedOver.load());
+  }
+}
+
 }  // namespace
