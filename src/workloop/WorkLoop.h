@@ -12,10 +12,13 @@ class Task;
 // A queue of tasks worked off one at a time on one thread: its own (Run) or
 // a caller's (RunBlocking). Any thread may hand it a task, at once or after a
 // delay in milliseconds, with a priority; a greater value runs earlier, and
-// a waiting task ages (with age n it stands at its priority + n(n+1)/2), so
-// nothing waits for ever. Tasks of equal priority run in hand-over order;
-// delayed tasks never run before their due time (ticks compared across the
-// 32-bit wrap), except at shutdown, when they all run at once.
+// a waiting task ages (with age n it stands at its priority + n(n+1)/2,
+// saturating at 0xFFFFFFFF, so that the top priority never wraps to the
+// bottom), so nothing waits for ever. Tasks of equal priority run in
+// hand-over order; delayed tasks never run before their due time (ticks
+// compared across the 32-bit wrap), except at shutdown, when they all run at
+// once. A hand-over and a pass cost the same whatever the number of tasks
+// waiting; a pass grows only with the number of distinct priorities waiting.
 //
 // Execute and Dispose run on the loop's thread with no lock of the loop
 // held, so a task may call every operation of its loop. The loop never
