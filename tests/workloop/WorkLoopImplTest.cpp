@@ -175,6 +175,20 @@ TEST(WorkLoopDeleteTest, DeleteFromAnotherThreadWaitsForRunBlockingToLetGo) {
   }
 }
 
+// A name set while the loop's thread starts is stored; the thread takes the
+// name under the same lock, so this is no data race (ThreadSanitizer).
+TEST(WorkLoopNameTest, NameSetWhileTheThreadStartsIsStored) {
+  for (int round = 0; round < 20; ++round) {
+    auto* loop = static_cast<WorkLoopImpl*>(WorkLoop::CreateInstance());
+    ASSERT_TRUE(loop->Run());
+    EXPECT_TRUE(loop->SetFriendlyName("a name given too late"));
+    char name[64];
+    loop->GetThreadForTesting().GetPlatformThread().CopyFriendlyName(name, sizeof name);
+    EXPECT_STREQ(name, "a name given too late");
+    WorkLoop::DeleteInstance(loop);
+  }
+}
+
 // A hand-over sets the wake event after its unlock; the loop is not freed
 // while one is still between the two.
 TEST(WorkLoopDeleteTest, DeleteWaitsForAHandOverStillSettingTheEvent) {
