@@ -57,10 +57,11 @@ class Credits {
   int m_count;
 };
 
+// Gives its credit back in Dispose, the last call the worker makes on it.
 struct CreditTask : Task {
   Credits* credits = nullptr;
-  void Execute() override { credits->Give(); }
-  void Dispose() override {}
+  void Execute() override {}
+  void Dispose() override { credits->Give(); }
 };
 
 // The floor: one worker thread over a locked deque.
@@ -193,25 +194,23 @@ class Latch {
   bool m_open = false;
 };
 
-// Pins the thread that runs it, then opens its latch.
+// Pins the thread that runs it, then opens its latch in Dispose, the last
+// call the worker makes on it.
 struct PinTask : Task {
   int cpu = 0;
   Latch done;
-  void Execute() override {
-    PinCurrentThread(cpu);
-    done.Open();
-  }
-  void Dispose() override {}
+  void Execute() override { PinCurrentThread(cpu); }
+  void Dispose() override { done.Open(); }
 };
 
-// Counts Executes and opens the latch at the last one of a burst.
+// Counts hand-overs and opens the latch at the last Dispose of a burst.
 struct BurstTask : Task {
   long remaining = 0;  // touched by the worker only while a burst runs
   Latch done;
-  void Execute() override {
+  void Execute() override {}
+  void Dispose() override {
     if (--remaining == 0) done.Open();
   }
-  void Dispose() override {}
 };
 
 // The three queues behind one face: Post(task, priority) and Pin(cpu).
@@ -246,10 +245,10 @@ template <class Queue>
 void RunBurst(benchmark::State& state, int priorities) {
   constexpr long kBurst = 1000000;
   const bool oneCore = state.range(0) == 1;
+  BurstTask task;  // outlives the queue's worker
   Queue queue;
   PinCurrentThread(0);
   PinWorker(queue, oneCore ? 0 : 1);
-  BurstTask task;
   for (auto _ : state) {
     task.remaining = kBurst;
     for (long i = 0; i < kBurst; ++i) {
