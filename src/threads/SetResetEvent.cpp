@@ -26,6 +26,13 @@ void SetResetEvent::Set() {
   pthread_mutex_unlock(&m_mutex);
 }
 
+void SetResetEvent::SetWakingAfterUnlock() {
+  pthread_mutex_lock(&m_mutex);
+  m_signalled = true;
+  pthread_mutex_unlock(&m_mutex);
+  pthread_cond_signal(&m_condition);
+}
+
 void SetResetEvent::Reset() {
   pthread_mutex_lock(&m_mutex);
   m_signalled = false;

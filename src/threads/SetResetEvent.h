@@ -22,6 +22,12 @@ class SetResetEvent {
   SetResetEvent& operator=(SetResetEvent const&) = delete;
 
   TEVROL_EXPORT void Set();
+  // Set, but wakes the waiter after releasing the mutex, so that it does not
+  // wake into a mutex still held (on one core that costs two more switches).
+  // The event is touched after a waiter may have returned: only for an owner
+  // that keeps it alive until the call has returned, since a Set may end a
+  // wait whose thread then destroys the event.
+  void SetWakingAfterUnlock();
   void Reset();
   void Wait();
   // Returns when the event is set or the time has run out, whichever comes

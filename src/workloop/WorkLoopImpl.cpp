@@ -120,7 +120,9 @@ Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool del
   if (wake) {
     // The loop looks at the queues and resets the event under m_lock, so a
     // Set after the unlock still ends a wait that began without this record.
-    m_wakeEvent.Set();
+    // The loop is not freed before m_setsInFlight is back at zero, so the
+    // event may wake the loop after its own unlock too.
+    m_wakeEvent.SetWakingAfterUnlock();
     m_setsInFlight.fetch_sub(1, std::memory_order_release);  // the last touch of the loop
   }
   return id;
