@@ -17,7 +17,6 @@ Tevrol::Tick TevrolTimerNow() {
 TimerCtrlImpl::TimerCtrlImpl()
     : TimerCtrl("TimerCtrl"),
       m_workLoop(WorkLoop::CreateInstance()),
-      m_timers(32),
       m_lastScheduledTimeout(0),
       m_currentTimer(nullptr),
       m_shuttingDown(false),
@@ -46,36 +45,15 @@ TimerCtrlImpl::~TimerCtrlImpl() {
   m_workLoop = nullptr;
 }
 
-TimerCtrlImpl::TimerList::CNode* TimerCtrlImpl::Find(TimerContextInterface* context) const {
-  for (TimerList::CNode* node = m_timers.m_head; node != nullptr; node = node->m_next) {
-    if (node->m_value == context) return node;
-  }
-  return nullptr;
-}
-
 bool TimerCtrlImpl::NewTimer(TimerContextInterface* context) {
   if (context == nullptr) {
     return false;
   }
   m_listLock.Lock();
-  if (Find(context) != nullptr || m_shuttingDown) {
-    m_listLock.Unlock();
-    return true;
+  // Behind every timer with an equal deadline; a registered one stays as it is.
+  if (!m_shuttingDown && m_timers.Add(context, TevrolTimerNow())) {
+    UpdateWorkloopTasks();
   }
-  const Tevrol::Tick deadline = TevrolTimerNow() + context->GetIntervall();
-  context->SetTimeout(deadline);
-  // Behind every timer with an equal deadline.
-  TimerList::CNode* before = m_timers.m_head;
-  while (before != nullptr &&
-         detail::TickDifference(deadline, before->m_value->GetTimeout()) >= 0) {
-    before = before->m_next;
-  }
-  if (before != nullptr) {
-    m_timers.InsertBefore(before, context);
-  } else {
-    m_timers.AddTail(context);
-  }
-  UpdateWorkloopTasks();
   m_listLock.Unlock();
   return true;
 }
@@ -85,9 +63,7 @@ bool TimerCtrlImpl::ChangeTimer(TimerContextInterface* context) {
     return false;
   }
   m_listLock.Lock();
-  if (TimerList::CNode* node = Find(context)) {
-    m_timers.RemoveAt(node);
-  }
+  m_timers.Remove(context);
   const bool result = NewTimer(context);  // m_listLock is recursive
   m_listLock.Unlock();
   return result;
@@ -98,11 +74,7 @@ bool TimerCtrlImpl::RemoveTimer(TimerContextInterface* context) {
     return false;
   }
   m_listLock.Lock();
-  TimerList::CNode* node = Find(context);
-  const bool found = node != nullptr;
-  if (found) {
-    m_timers.RemoveAt(node);
-  }
+  const bool found = m_timers.Remove(context);
   TimerContextInterface* const current = m_currentTimer.load();
   m_listLock.Unlock();
   if (current == context) {
@@ -118,16 +90,16 @@ bool TimerCtrlImpl::IsRegistered(TimerContextInterface* context) const {
     return false;
   }
   m_listLock.Lock();
-  const bool found = Find(context) != nullptr;
+  const bool found = m_timers.Contains(context);
   m_listLock.Unlock();
   return found;
 }
 
 void TimerCtrlImpl::UpdateWorkloopTasks() {
-  if (m_timers.m_head == nullptr) {
+  if (m_timers.IsEmpty()) {
     return;
   }
-  const Tevrol::Tick deadline = m_timers.m_head->m_value->GetTimeout();
+  const Tevrol::Tick deadline = m_timers.HeadDeadline();
   const std::int32_t remaining = detail::TickDifference(deadline, TevrolTimerNow());
   if (remaining <= 0) {
     m_workLoop->PerformTask(this, kPriority);
@@ -159,16 +131,10 @@ void TimerCtrlImpl::Execute() {
     m_lastScheduledTimeout = 0;
   }
   TimerContextInterface* fired = nullptr;
-  if (m_timers.m_head != nullptr && !m_shuttingDown) {
-    TimerContextInterface* const head = m_timers.m_head->m_value;
-    if (detail::TickDifference(head->GetTimeout(), now) <= 0) {
-      m_timers.RemoveHead();
-      if (head->GetCyclic()) {
-        NewTimer(head);  // re-armed from now, before its Tick
-      }
-      fired = head;
-      m_currentTimer.store(head);
-    }
+  if (!m_shuttingDown) {
+    // A cyclic timer is re-armed from now, before its Tick.
+    fired = m_timers.PickDue(now);
+    m_currentTimer.store(fired);
     UpdateWorkloopTasks();
   }
   m_listLock.Unlock();

@@ -4,11 +4,9 @@
 #include <atomic>
 
 #include "frame/TevrolTypes.h"
-#include "frame/containers/PIAlloc.h"
-#include "frame/containers/PIList.h"
-#include "frame/containers/PIObjectExtL.h"
 #include "threads/CriticalSection.h"
 #include "timer/TimerCtrl.h"
+#include "timer/TimerList.h"
 #include "workloop/WorkLoop.h"
 
 // The service is its own work loop's task: every wake-up hands this object to
@@ -18,9 +16,6 @@
 // destructor take it alone, to wait for a Tick.
 class TimerCtrlImpl : public TimerCtrl {
  public:
-  using TimerList = PIList<TimerContextInterface*, TimerContextInterface*, NullLocking,
-                           PIAlloc<PICommonAllocDescriptors::PIList, PIDefaultAllocator>>;
-
   TimerCtrlImpl();
   ~TimerCtrlImpl() override;
 
@@ -38,13 +33,12 @@ class TimerCtrlImpl : public TimerCtrl {
  private:
   // With m_listLock held: makes sure a wake-up is queued for the head.
   void UpdateWorkloopTasks();
-  TimerList::CNode* Find(TimerContextInterface* context) const;
 
   WorkLoop* m_workLoop;  // owned
   TimerList m_timers;    // sorted by deadline, equal ones in insertion order
   // The deadline of the last delayed wake-up the loop accepted; 0 for none.
   Tevrol::Tick m_lastScheduledTimeout;
-  mutable CriticalSection m_listLock;  // guards the three fields around it and the pick
+  mutable CriticalSection m_listLock;  // guards the fields around it and the pick
   CriticalSection m_callbackLock;  // held by the timer thread from a pick to the end of its Tick
   std::atomic<TimerContextInterface*> m_currentTimer;  // read by RemoveTimer under m_listLock
   bool m_shuttingDown;
