@@ -18,6 +18,7 @@ TimerCtrlImpl::TimerCtrlImpl()
     : TimerCtrl("TimerCtrl"),
       m_workLoop(WorkLoop::CreateInstance()),
       m_lastScheduledTimeout(0),
+      m_immediateQueued(false),
       m_currentTimer(nullptr),
       m_shuttingDown(false),
       m_executingThread(0) {
@@ -102,7 +103,11 @@ void TimerCtrlImpl::UpdateWorkloopTasks() {
   const Tevrol::Tick deadline = m_timers.HeadDeadline();
   const std::int32_t remaining = detail::TickDifference(deadline, TevrolTimerNow());
   if (remaining <= 0) {
-    m_workLoop->PerformTask(this, kPriority);
+    // One immediate wake-up at a time: a second one would find the head
+    // fired already, and records would pile up in the loop.
+    if (!m_immediateQueued) {
+      m_immediateQueued = m_workLoop->PerformTask(this, kPriority) != 0;
+    }
     return;
   }
   if (deadline == m_lastScheduledTimeout && deadline != 0) {
@@ -123,6 +128,9 @@ void TimerCtrlImpl::Execute() {
   m_callbackLock.Lock();
   m_executingThread.store(ThreadHelper::GetCurrentThreadID());
   m_listLock.Lock();
+  // This run may be the queued immediate wake-up: a head that is still due
+  // after the pick asks for a new one below.
+  m_immediateQueued = false;
   m_currentTimer.store(nullptr);
   const Tevrol::Tick now = TevrolTimerNow();
   // A wake-up whose time has passed is no longer queued: forget it, so that a

@@ -14,6 +14,12 @@
 // Lock order: m_callbackLock, then m_listLock. Execute holds m_callbackLock
 // from its start until the Tick it fires has returned; RemoveTimer and the
 // destructor take it alone, to wait for a Tick.
+//
+// At most one immediate wake-up is queued at a time: a due head asks for one
+// only when none is pending, and Execute, which may be that wake-up, forgets
+// it and asks again for a head that is still due. So a cyclic timer with
+// interval 0 fires once a wake-up, in list order with the other due timers,
+// and holds at most two records of the loop (the one running, one queued).
 class TimerCtrlImpl : public TimerCtrl {
  public:
   TimerCtrlImpl();
@@ -30,6 +36,9 @@ class TimerCtrlImpl : public TimerCtrl {
   // Does nothing: the destructor shuts down.
   void Shutdown() {}
 
+  // For tests: the loop that runs Execute.
+  WorkLoop* GetWorkLoopForTesting() { return m_workLoop; }
+
  private:
   // With m_listLock held: makes sure a wake-up is queued for the head.
   void UpdateWorkloopTasks();
@@ -38,6 +47,8 @@ class TimerCtrlImpl : public TimerCtrl {
   TimerList m_timers;    // sorted by deadline, equal ones in insertion order
   // The deadline of the last delayed wake-up the loop accepted; 0 for none.
   Tevrol::Tick m_lastScheduledTimeout;
+  // An immediate wake-up was accepted and its Execute has not started.
+  bool m_immediateQueued;
   mutable CriticalSection m_listLock;  // guards the fields around it and the pick
   CriticalSection m_callbackLock;  // held by the timer thread from a pick to the end of its Tick
   std::atomic<TimerContextInterface*> m_currentTimer;  // read by RemoveTimer under m_listLock

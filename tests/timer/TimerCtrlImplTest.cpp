@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <unistd.h>
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
@@ -17,6 +18,7 @@
 #include "threads/TickOffsetForTesting.h"
 #include "timer/TimerContext.h"
 #include "workloop/Journal.h"
+#include "workloop/WorkLoopImpl.h"
 
 namespace {
 
@@ -181,6 +183,37 @@ TEST_F(TimerCtrlImplTest, DeadlineEqualToAnOldWakeUpStillFires) {
   ASSERT_TRUE(hit);
   EXPECT_TRUE(journal.WaitFor("b1"));
   timers.RemoveTimer(&b);  // never leave a context registered behind its end
+}
+
+// A cyclic timer with interval 0 keeps one immediate wake-up queued, not one
+// more per firing: during each Tick the service's loop holds the record it
+// runs and at most one queued behind it.
+TEST_F(TimerCtrlImplTest, ZeroIntervalCyclicTimerKeepsOneWakeUpQueued) {
+  WorkLoopImpl::Pool& pool =
+      static_cast<WorkLoopImpl*>(timers.GetWorkLoopForTesting())->GetPoolForTesting();
+  struct Spinning : TimerContext {
+    Spinning() : TimerContext(0, true) {}
+    std::function<void()> onTick;
+    void Tick() override { onTick(); }
+  } spinning;
+  constexpr int kFirings = 100000 / kStressScale;
+  int firings = 0;  // written and read on the timer thread alone until `done`
+  Tevrol::ULong mostHandedOut = 0;
+  Gate done;
+  spinning.onTick = [&] {
+    // On the loop thread, which is the only one queueing now.
+    const Tevrol::ULong handedOut = pool.GetCapacity() - pool.m_freeList.m_count;
+    mostHandedOut = std::max(mostHandedOut, handedOut);
+    if (++firings == kFirings || handedOut > 2) {
+      timers.RemoveTimer(&spinning);
+      done.Open();
+    }
+  };
+  timers.NewTimer(&spinning);
+  ASSERT_TRUE(done.Wait());
+  timers.RemoveTimer(&spinning);  // after its last Tick: reads below are race-free
+  EXPECT_EQ(firings, kFirings);
+  EXPECT_LE(mostHandedOut, 2u);
 }
 
 // Threads register, restart and remove cyclic timers while they fire. After
