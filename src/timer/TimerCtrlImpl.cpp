@@ -19,6 +19,7 @@ TimerCtrlImpl::TimerCtrlImpl()
       m_workLoop(WorkLoop::CreateInstance()),
       m_lastScheduledTimeout(0),
       m_immediateQueued(false),
+      m_callbackLock(new CriticalSection),
       m_currentTimer(nullptr),
       m_shuttingDown(false),
       m_executingThread(0) {
@@ -31,19 +32,24 @@ TimerCtrlImpl::~TimerCtrlImpl() {
   m_shuttingDown = true;
   m_timers.RemoveAll();  // registered contexts are not told
   m_listLock.Unlock();
-  if (m_executingThread.load() == ThreadHelper::GetCurrentThreadID()) {
-    // exit() inside a Tick: that Execute never returns, so give back its hold
-    // on m_callbackLock, which is destroyed below.
-    m_callbackLock.Unlock();
-  } else {
-    m_callbackLock.Lock();  // waits for a running Tick
-    m_callbackLock.Unlock();
+  // exit() inside a Tick runs this on the timer thread, and that Tick never
+  // returns: m_callbackLock then stays held and is never destroyed, so that a
+  // RemoveTimer waiting for the Tick waits on until the process has ended,
+  // as it promises.
+  const bool inTick = m_executingThread.load() == ThreadHelper::GetCurrentThreadID();
+  if (!inTick) {
+    m_callbackLock->Lock();  // waits for a running Tick
+    m_callbackLock->Unlock();
   }
   m_workLoop->Shutdown(nullptr);
   // On the timer thread this returns at once and leaves the loop to the
-  // ending process, instead of joining its own thread.
+  // ending process, instead of joining its own thread. Otherwise the queued
+  // wake-ups run Execute (which finds nothing) before it returns.
   WorkLoop::DeleteInstance(m_workLoop);
   m_workLoop = nullptr;
+  if (!inTick) {
+    delete m_callbackLock;
+  }
 }
 
 bool TimerCtrlImpl::NewTimer(TimerContextInterface* context) {
@@ -80,8 +86,8 @@ bool TimerCtrlImpl::RemoveTimer(TimerContextInterface* context) {
   m_listLock.Unlock();
   if (current == context) {
     // Blocks until the running Tick has returned; within that Tick it is ours.
-    m_callbackLock.Lock();
-    m_callbackLock.Unlock();
+    m_callbackLock->Lock();
+    m_callbackLock->Unlock();
   }
   return found;
 }
@@ -125,7 +131,7 @@ void TimerCtrlImpl::Execute() {
   // m_listLock while it is held, so every thread takes the two in this order.
   // RemoveTimer, which reads m_currentTimer under m_listLock and then waits
   // on m_callbackLock, still waits exactly for a Tick that is picked or running.
-  m_callbackLock.Lock();
+  m_callbackLock->Lock();
   m_executingThread.store(ThreadHelper::GetCurrentThreadID());
   m_listLock.Lock();
   // This run may be the queued immediate wake-up: a head that is still due
@@ -152,7 +158,7 @@ void TimerCtrlImpl::Execute() {
     m_currentTimer.store(nullptr);
   }
   m_executingThread.store(0);
-  m_callbackLock.Unlock();
+  m_callbackLock->Unlock();
 }
 
 TimerCtrl* TimerCtrl_GetInstance() {

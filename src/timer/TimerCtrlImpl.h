@@ -50,7 +50,10 @@ class TimerCtrlImpl : public TimerCtrl {
   // An immediate wake-up was accepted and its Execute has not started.
   bool m_immediateQueued;
   mutable CriticalSection m_listLock;  // guards the fields around it and the pick
-  CriticalSection m_callbackLock;  // held by the timer thread from a pick to the end of its Tick
+  // Held by the timer thread from a pick to the end of its Tick. On the heap:
+  // when exit() inside a Tick runs the destructor, the lock stays held and
+  // alive, so that a RemoveTimer waiting for that Tick goes on waiting.
+  CriticalSection* const m_callbackLock;
   std::atomic<TimerContextInterface*> m_currentTimer;  // read by RemoveTimer under m_listLock
   bool m_shuttingDown;
   std::atomic<Tevrol::ThreadId> m_executingThread;  // the timer thread while in Execute, else 0

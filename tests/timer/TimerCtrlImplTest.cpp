@@ -281,4 +281,37 @@ TEST(TimerCtrlExitTest, ExitDropsPendingTimersAndExitInsideATickDoesNotHang) {
       ::testing::ExitedWithCode(7), "");
 }
 
+// exit() inside a Tick while another thread waits in RemoveTimer for that
+// Tick: the Tick never returns, so the waiter must go on waiting until the
+// process ends. The atexit handler, registered before the service exists,
+// runs after the service's destructor and gives a waiter that was let go
+// time to report it.
+std::atomic<bool> g_exitingTickStarted{false};
+
+TEST(TimerCtrlExitTest, ExitInsideATickKeepsARemoveTimerWaiterWaiting) {
+  EXPECT_EXIT(
+      {
+        std::atexit([] { ThreadHelper::Sleep(200); });
+        static struct : TimerContext {
+          void Tick() override {
+            g_exitingTickStarted.store(true);
+            // Cyclic, so RemoveTimer takes it out of the list before it waits.
+            WaitUntil([this] { return !TimerCtrl_GetInstance()->IsRegistered(this); });
+            ThreadHelper::Sleep(50);  // the waiter is blocked on this Tick by now
+            std::exit(7);
+          }
+        } exiting;
+        exiting.SetCyclic(true);
+        TimerCtrl_GetInstance()->NewTimer(&exiting);
+        std::thread([] {
+          WaitUntil([] { return g_exitingTickStarted.load(); });
+          TimerCtrl_GetInstance()->RemoveTimer(&exiting);
+          _exit(9);  // RemoveTimer returned although the Tick never did
+        }).detach();
+        ThreadHelper::Sleep(30000);
+        std::exit(1);
+      },
+      ::testing::ExitedWithCode(7), "");
+}
+
 }  // namespace
