@@ -27,7 +27,8 @@ TEVROL_EXPORT Tevrol::Tick TevrolTimerNow();
 // - A context must be removed with RemoveTimer before it is destroyed.
 // - At process exit the registered timers are dropped without a Tick.
 //   exit() called inside a Tick runs the service's destructor on its own
-//   thread: it does not wait for itself, and the process ends.
+//   thread: it does not wait for itself, and the process ends; a RemoveTimer
+//   waiting for that Tick waits until then, since the Tick never returns.
 class TEVROL_EXPORT TimerCtrl : public Task {
  public:
   explicit TimerCtrl(char const* name) : Task(name) {}

@@ -17,8 +17,9 @@ Tevrol::Tick TevrolTimerNow() {
 TimerCtrlImpl::TimerCtrlImpl()
     : TimerCtrl("TimerCtrl"),
       m_workLoop(WorkLoop::CreateInstance()),
-      m_timers(32),
       m_lastScheduledTimeout(0),
+      m_immediateQueued(false),
+      m_callbackLock(new CriticalSection),
       m_currentTimer(nullptr),
       m_shuttingDown(false),
       m_executingThread(0) {
@@ -31,26 +32,24 @@ TimerCtrlImpl::~TimerCtrlImpl() {
   m_shuttingDown = true;
   m_timers.RemoveAll();  // registered contexts are not told
   m_listLock.Unlock();
-  if (m_executingThread.load() == ThreadHelper::GetCurrentThreadID()) {
-    // exit() inside a Tick: that Execute never returns, so give back its hold
-    // on m_callbackLock, which is destroyed below.
-    m_callbackLock.Unlock();
-  } else {
-    m_callbackLock.Lock();  // waits for a running Tick
-    m_callbackLock.Unlock();
+  // exit() inside a Tick runs this on the timer thread, and that Tick never
+  // returns: m_callbackLock then stays held and is never destroyed, so that a
+  // RemoveTimer waiting for the Tick waits on until the process has ended,
+  // as it promises.
+  const bool inTick = m_executingThread.load() == ThreadHelper::GetCurrentThreadID();
+  if (!inTick) {
+    m_callbackLock->Lock();  // waits for a running Tick
+    m_callbackLock->Unlock();
   }
   m_workLoop->Shutdown(nullptr);
   // On the timer thread this returns at once and leaves the loop to the
-  // ending process, instead of joining its own thread.
+  // ending process, instead of joining its own thread. Otherwise the queued
+  // wake-ups run Execute (which finds nothing) before it returns.
   WorkLoop::DeleteInstance(m_workLoop);
   m_workLoop = nullptr;
-}
-
-TimerCtrlImpl::TimerList::CNode* TimerCtrlImpl::Find(TimerContextInterface* context) const {
-  for (TimerList::CNode* node = m_timers.m_head; node != nullptr; node = node->m_next) {
-    if (node->m_value == context) return node;
+  if (!inTick) {
+    delete m_callbackLock;
   }
-  return nullptr;
 }
 
 bool TimerCtrlImpl::NewTimer(TimerContextInterface* context) {
@@ -58,24 +57,10 @@ bool TimerCtrlImpl::NewTimer(TimerContextInterface* context) {
     return false;
   }
   m_listLock.Lock();
-  if (Find(context) != nullptr || m_shuttingDown) {
-    m_listLock.Unlock();
-    return true;
+  // Behind every timer with an equal deadline; a registered one stays as it is.
+  if (!m_shuttingDown && m_timers.Add(context, TevrolTimerNow())) {
+    UpdateWorkloopTasks();
   }
-  const Tevrol::Tick deadline = TevrolTimerNow() + context->GetIntervall();
-  context->SetTimeout(deadline);
-  // Behind every timer with an equal deadline.
-  TimerList::CNode* before = m_timers.m_head;
-  while (before != nullptr &&
-         detail::TickDifference(deadline, before->m_value->GetTimeout()) >= 0) {
-    before = before->m_next;
-  }
-  if (before != nullptr) {
-    m_timers.InsertBefore(before, context);
-  } else {
-    m_timers.AddTail(context);
-  }
-  UpdateWorkloopTasks();
   m_listLock.Unlock();
   return true;
 }
@@ -85,9 +70,7 @@ bool TimerCtrlImpl::ChangeTimer(TimerContextInterface* context) {
     return false;
   }
   m_listLock.Lock();
-  if (TimerList::CNode* node = Find(context)) {
-    m_timers.RemoveAt(node);
-  }
+  m_timers.Remove(context);
   const bool result = NewTimer(context);  // m_listLock is recursive
   m_listLock.Unlock();
   return result;
@@ -98,17 +81,13 @@ bool TimerCtrlImpl::RemoveTimer(TimerContextInterface* context) {
     return false;
   }
   m_listLock.Lock();
-  TimerList::CNode* node = Find(context);
-  const bool found = node != nullptr;
-  if (found) {
-    m_timers.RemoveAt(node);
-  }
+  const bool found = m_timers.Remove(context);
   TimerContextInterface* const current = m_currentTimer.load();
   m_listLock.Unlock();
   if (current == context) {
     // Blocks until the running Tick has returned; within that Tick it is ours.
-    m_callbackLock.Lock();
-    m_callbackLock.Unlock();
+    m_callbackLock->Lock();
+    m_callbackLock->Unlock();
   }
   return found;
 }
@@ -118,19 +97,23 @@ bool TimerCtrlImpl::IsRegistered(TimerContextInterface* context) const {
     return false;
   }
   m_listLock.Lock();
-  const bool found = Find(context) != nullptr;
+  const bool found = m_timers.Contains(context);
   m_listLock.Unlock();
   return found;
 }
 
 void TimerCtrlImpl::UpdateWorkloopTasks() {
-  if (m_timers.m_head == nullptr) {
+  if (m_timers.IsEmpty()) {
     return;
   }
-  const Tevrol::Tick deadline = m_timers.m_head->m_value->GetTimeout();
+  const Tevrol::Tick deadline = m_timers.HeadDeadline();
   const std::int32_t remaining = detail::TickDifference(deadline, TevrolTimerNow());
   if (remaining <= 0) {
-    m_workLoop->PerformTask(this, kPriority);
+    // One immediate wake-up at a time: a second one would find the head
+    // fired already, and records would pile up in the loop.
+    if (!m_immediateQueued) {
+      m_immediateQueued = m_workLoop->PerformTask(this, kPriority) != 0;
+    }
     return;
   }
   if (deadline == m_lastScheduledTimeout && deadline != 0) {
@@ -148,9 +131,12 @@ void TimerCtrlImpl::Execute() {
   // m_listLock while it is held, so every thread takes the two in this order.
   // RemoveTimer, which reads m_currentTimer under m_listLock and then waits
   // on m_callbackLock, still waits exactly for a Tick that is picked or running.
-  m_callbackLock.Lock();
+  m_callbackLock->Lock();
   m_executingThread.store(ThreadHelper::GetCurrentThreadID());
   m_listLock.Lock();
+  // This run may be the queued immediate wake-up: a head that is still due
+  // after the pick asks for a new one below.
+  m_immediateQueued = false;
   m_currentTimer.store(nullptr);
   const Tevrol::Tick now = TevrolTimerNow();
   // A wake-up whose time has passed is no longer queued: forget it, so that a
@@ -159,16 +145,10 @@ void TimerCtrlImpl::Execute() {
     m_lastScheduledTimeout = 0;
   }
   TimerContextInterface* fired = nullptr;
-  if (m_timers.m_head != nullptr && !m_shuttingDown) {
-    TimerContextInterface* const head = m_timers.m_head->m_value;
-    if (detail::TickDifference(head->GetTimeout(), now) <= 0) {
-      m_timers.RemoveHead();
-      if (head->GetCyclic()) {
-        NewTimer(head);  // re-armed from now, before its Tick
-      }
-      fired = head;
-      m_currentTimer.store(head);
-    }
+  if (!m_shuttingDown) {
+    // A cyclic timer is re-armed from now, before its Tick.
+    fired = m_timers.PickDue(now);
+    m_currentTimer.store(fired);
     UpdateWorkloopTasks();
   }
   m_listLock.Unlock();
@@ -178,7 +158,7 @@ void TimerCtrlImpl::Execute() {
     m_currentTimer.store(nullptr);
   }
   m_executingThread.store(0);
-  m_callbackLock.Unlock();
+  m_callbackLock->Unlock();
 }
 
 TimerCtrl* TimerCtrl_GetInstance() {

@@ -4,11 +4,9 @@
 #include <atomic>
 
 #include "frame/TevrolTypes.h"
-#include "frame/containers/PIAlloc.h"
-#include "frame/containers/PIList.h"
-#include "frame/containers/PIObjectExtL.h"
 #include "threads/CriticalSection.h"
 #include "timer/TimerCtrl.h"
+#include "timer/TimerList.h"
 #include "workloop/WorkLoop.h"
 
 // The service is its own work loop's task: every wake-up hands this object to
@@ -16,11 +14,14 @@
 // Lock order: m_callbackLock, then m_listLock. Execute holds m_callbackLock
 // from its start until the Tick it fires has returned; RemoveTimer and the
 // destructor take it alone, to wait for a Tick.
+//
+// At most one immediate wake-up is queued at a time: a due head asks for one
+// only when none is pending, and Execute, which may be that wake-up, forgets
+// it and asks again for a head that is still due. So a cyclic timer with
+// interval 0 fires once a wake-up, in list order with the other due timers,
+// and holds at most two records of the loop (the one running, one queued).
 class TimerCtrlImpl : public TimerCtrl {
  public:
-  using TimerList = PIList<TimerContextInterface*, TimerContextInterface*, NullLocking,
-                           PIAlloc<PICommonAllocDescriptors::PIList, PIDefaultAllocator>>;
-
   TimerCtrlImpl();
   ~TimerCtrlImpl() override;
 
@@ -35,17 +36,24 @@ class TimerCtrlImpl : public TimerCtrl {
   // Does nothing: the destructor shuts down.
   void Shutdown() {}
 
+  // For tests: the loop that runs Execute.
+  WorkLoop* GetWorkLoopForTesting() { return m_workLoop; }
+
  private:
   // With m_listLock held: makes sure a wake-up is queued for the head.
   void UpdateWorkloopTasks();
-  TimerList::CNode* Find(TimerContextInterface* context) const;
 
   WorkLoop* m_workLoop;  // owned
   TimerList m_timers;    // sorted by deadline, equal ones in insertion order
   // The deadline of the last delayed wake-up the loop accepted; 0 for none.
   Tevrol::Tick m_lastScheduledTimeout;
-  mutable CriticalSection m_listLock;  // guards the three fields around it and the pick
-  CriticalSection m_callbackLock;  // held by the timer thread from a pick to the end of its Tick
+  // An immediate wake-up was accepted and its Execute has not started.
+  bool m_immediateQueued;
+  mutable CriticalSection m_listLock;  // guards the fields around it and the pick
+  // Held by the timer thread from a pick to the end of its Tick. On the heap:
+  // when exit() inside a Tick runs the destructor, the lock stays held and
+  // alive, so that a RemoveTimer waiting for that Tick goes on waiting.
+  CriticalSection* const m_callbackLock;
   std::atomic<TimerContextInterface*> m_currentTimer;  // read by RemoveTimer under m_listLock
   bool m_shuttingDown;
   std::atomic<Tevrol::ThreadId> m_executingThread;  // the timer thread while in Execute, else 0

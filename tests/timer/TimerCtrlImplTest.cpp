@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <unistd.h>
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
@@ -17,6 +18,7 @@
 #include "threads/TickOffsetForTesting.h"
 #include "timer/TimerContext.h"
 #include "workloop/Journal.h"
+#include "workloop/WorkLoopImpl.h"
 
 namespace {
 
@@ -183,6 +185,37 @@ TEST_F(TimerCtrlImplTest, DeadlineEqualToAnOldWakeUpStillFires) {
   timers.RemoveTimer(&b);  // never leave a context registered behind its end
 }
 
+// A cyclic timer with interval 0 keeps one immediate wake-up queued, not one
+// more per firing: during each Tick the service's loop holds the record it
+// runs and at most one queued behind it.
+TEST_F(TimerCtrlImplTest, ZeroIntervalCyclicTimerKeepsOneWakeUpQueued) {
+  WorkLoopImpl::Pool& pool =
+      static_cast<WorkLoopImpl*>(timers.GetWorkLoopForTesting())->GetPoolForTesting();
+  struct Spinning : TimerContext {
+    Spinning() : TimerContext(0, true) {}
+    std::function<void()> onTick;
+    void Tick() override { onTick(); }
+  } spinning;
+  constexpr int kFirings = 100000 / kStressScale;
+  int firings = 0;  // written and read on the timer thread alone until `done`
+  Tevrol::ULong mostHandedOut = 0;
+  Gate done;
+  spinning.onTick = [&] {
+    // On the loop thread, which is the only one queueing now.
+    const Tevrol::ULong handedOut = pool.GetCapacity() - pool.m_freeList.m_count;
+    mostHandedOut = std::max(mostHandedOut, handedOut);
+    if (++firings == kFirings || handedOut > 2) {
+      timers.RemoveTimer(&spinning);
+      done.Open();
+    }
+  };
+  timers.NewTimer(&spinning);
+  ASSERT_TRUE(done.Wait());
+  timers.RemoveTimer(&spinning);  // after its last Tick: reads below are race-free
+  EXPECT_EQ(firings, kFirings);
+  EXPECT_LE(mostHandedOut, 2u);
+}
+
 // Threads register, restart and remove cyclic timers while they fire. After
 // RemoveTimer has returned on another thread, that context never ticks again;
 // Ticks never overlap.
@@ -242,6 +275,39 @@ TEST(TimerCtrlExitTest, ExitDropsPendingTimersAndExitInsideATickDoesNotHang) {
           void Tick() override { std::exit(7); }
         } exiting;
         TimerCtrl_GetInstance()->NewTimer(&exiting);
+        ThreadHelper::Sleep(30000);
+        std::exit(1);
+      },
+      ::testing::ExitedWithCode(7), "");
+}
+
+// exit() inside a Tick while another thread waits in RemoveTimer for that
+// Tick: the Tick never returns, so the waiter must go on waiting until the
+// process ends. The atexit handler, registered before the service exists,
+// runs after the service's destructor and gives a waiter that was let go
+// time to report it.
+std::atomic<bool> g_exitingTickStarted{false};
+
+TEST(TimerCtrlExitTest, ExitInsideATickKeepsARemoveTimerWaiterWaiting) {
+  EXPECT_EXIT(
+      {
+        std::atexit([] { ThreadHelper::Sleep(200); });
+        static struct : TimerContext {
+          void Tick() override {
+            g_exitingTickStarted.store(true);
+            // Cyclic, so RemoveTimer takes it out of the list before it waits.
+            WaitUntil([this] { return !TimerCtrl_GetInstance()->IsRegistered(this); });
+            ThreadHelper::Sleep(50);  // the waiter is blocked on this Tick by now
+            std::exit(7);
+          }
+        } exiting;
+        exiting.SetCyclic(true);
+        TimerCtrl_GetInstance()->NewTimer(&exiting);
+        std::thread([] {
+          WaitUntil([] { return g_exitingTickStarted.load(); });
+          TimerCtrl_GetInstance()->RemoveTimer(&exiting);
+          _exit(9);  // RemoveTimer returned although the Tick never did
+        }).detach();
         ThreadHelper::Sleep(30000);
         std::exit(1);
       },
