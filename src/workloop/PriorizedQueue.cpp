@@ -39,7 +39,10 @@ std::uint64_t AgeAtCeiling(std::uint32_t priority) {
 }
 
 // `older` entered strictly before `younger`; both are waiting at `pass`.
-bool OlderIsAhead(Record const* older, Record const* younger, std::uint64_t pass) {
+// The ages at which their priorities reach the ceiling come from `ceilingAge`.
+template <class CeilingAge>
+bool OlderIsAhead(Record const* older, Record const* younger, std::uint64_t pass,
+                  CeilingAge ceilingAge) {
   const std::uint64_t lead = younger->m_enteredPass - older->m_enteredPass;
   const std::uint64_t age = pass - younger->m_enteredPass;
   const std::uint32_t a = Bounded(older->m_priority, age + lead);
@@ -52,8 +55,8 @@ bool OlderIsAhead(Record const* older, Record const* younger, std::uint64_t pass
     // the pass before, unless it entered in this very pass.
     return age == 0;
   }
-  const std::uint64_t olderAt = older->m_enteredPass + AgeAtCeiling(older->m_priority);
-  const std::uint64_t youngerAt = younger->m_enteredPass + AgeAtCeiling(younger->m_priority);
+  const std::uint64_t olderAt = older->m_enteredPass + ceilingAge(older);
+  const std::uint64_t youngerAt = younger->m_enteredPass + ceilingAge(younger);
   if (olderAt != youngerAt) {
     return olderAt < youngerAt;
   }
@@ -75,11 +78,26 @@ std::uint32_t PriorizedQueue::EffectivePriority(Record const* record, std::uint6
   return Bounded(record->m_priority, pass - record->m_enteredPass);
 }
 
-bool PriorizedQueue::IsAhead(Record const* a, Record const* b, std::uint64_t pass) {
+namespace {
+
+template <class CeilingAge>
+bool IsAheadWith(Record const* a, Record const* b, std::uint64_t pass, CeilingAge ceilingAge) {
   if (a->m_enteredPass == b->m_enteredPass) {
     return a->m_priority > b->m_priority;  // aged alike: the higher stays ahead
   }
-  return a->m_enteredPass < b->m_enteredPass ? OlderIsAhead(a, b, pass) : !OlderIsAhead(b, a, pass);
+  return a->m_enteredPass < b->m_enteredPass ? OlderIsAhead(a, b, pass, ceilingAge)
+                                             : !OlderIsAhead(b, a, pass, ceilingAge);
+}
+
+// Lane heads keep the age at which their priority reaches the ceiling.
+std::uint64_t LaneCeilingAge(Record const* head) {
+  return head->m_laneCeilingAge;
+}
+
+}  // namespace
+
+bool PriorizedQueue::IsAhead(Record const* a, Record const* b, std::uint64_t pass) {
+  return IsAheadWith(a, b, pass, [](Record const* r) { return AgeAtCeiling(r->m_priority); });
 }
 
 PriorizedQueue::Record* PriorizedQueue::FindLane(std::uint32_t priority) const {
@@ -104,6 +122,7 @@ bool PriorizedQueue::Insert(Record* record, std::uint64_t pass) {
   }
   record->m_prev = nullptr;
   record->m_laneTail = record;
+  record->m_laneCeilingAge = AgeAtCeiling(record->m_priority);
   record->m_lanePrev = nullptr;
   record->m_laneNext = m_lanes;
   if (m_lanes != nullptr) {
@@ -122,7 +141,7 @@ PriorizedQueue::Record* PriorizedQueue::Head(std::uint64_t pass) const {
     return nullptr;
   }
   for (Record* lane = best->m_laneNext; lane != nullptr; lane = lane->m_laneNext) {
-    if (IsAhead(lane, best, pass)) {
+    if (IsAheadWith(lane, best, pass, LaneCeilingAge)) {
       best = lane;
     }
   }
@@ -149,6 +168,7 @@ void PriorizedQueue::ReplaceLaneHead(Record* oldHead, Record* newHead) {
   *link = newHead;
   newHead->m_bucketNext = oldHead->m_bucketNext;
   newHead->m_laneTail = oldHead->m_laneTail;
+  newHead->m_laneCeilingAge = oldHead->m_laneCeilingAge;
   newHead->m_lanePrev = oldHead->m_lanePrev;
   newHead->m_laneNext = oldHead->m_laneNext;
   if (newHead->m_lanePrev != nullptr) {

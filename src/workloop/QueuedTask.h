@@ -26,6 +26,7 @@ struct WorkLoopQueuedTask {
   WorkLoopQueuedTask* m_laneNext;
   WorkLoopQueuedTask* m_lanePrev;
   WorkLoopQueuedTask* m_bucketNext;
+  std::uint64_t m_laneCeilingAge;  // the age at which its priority reaches 0xFFFFFFFF
 };
 
 #endif
