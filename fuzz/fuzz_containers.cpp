@@ -1,7 +1,8 @@
 // PIArray, PIList and PIMap driven by operations decoded from the input and
 // compared after every step with std::vector, std::list and a model map of
 // 17 lists (the documented hash, newest entry first), iteration order and
-// array capacity included. Callers' preconditions are kept: array indexes in
+// array capacity included; the work loop's record pool against a first-in,
+// first-out model of its blocks. Callers' preconditions are kept: array indexes in
 // range, no RemoveHead on an empty list, no null map keys.
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -10,6 +11,7 @@
 #include <deque>
 #include <iterator>
 #include <list>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +22,7 @@
 #include "frame/containers/PIList.h"
 #include "frame/containers/PIMap.h"
 #include "frame/text/TxString.h"
+#include "workloop/WorkLoopImpl.h"
 
 namespace {
 
@@ -422,11 +425,70 @@ void RunMap(FuzzedDataProvider& input) {
   }
 }
 
+// ---- The work loop's pool of queue records ----
+
+// The model: free records first in, first out; blocks of 64, then 32,
+// handed out from their lowest address up; a record not handed out, or a
+// pointer that never came from the pool, is ignored by Free.
+void RunPool(FuzzedDataProvider& input) {
+  using Record = WorkLoopImpl::QueuedTask;
+  WorkLoopImpl::Pool pool;
+  std::deque<Record*> free;
+  std::set<Record*> out;
+  std::vector<Record*> handedOut;  // in hand-out order, for picking
+  std::vector<std::pair<Record*, ULong>> blocks;
+  ULong capacity = 0;
+  Record foreign{};
+  for (int step = 0; step < kMaxSteps * 8 && input.remaining_bytes() > 0; ++step) {
+    const int op = input.ConsumeIntegralInRange<int>(0, 9);
+    if (op < 5) {
+      Record* record = pool.Alloc();
+      FUZZ_CHECK(record != nullptr);
+      if (free.empty()) {
+        for (auto const& block : blocks) {
+          FUZZ_CHECK(record < block.first || record >= block.first + block.second);
+        }
+        const ULong count = blocks.empty() ? 64 : 32;
+        blocks.emplace_back(record, count);
+        capacity += count;
+        for (ULong i = 1; i < count; ++i) free.push_back(record + i);
+      } else {
+        FUZZ_CHECK(record == free.front());
+        free.pop_front();
+      }
+      FUZZ_CHECK(out.insert(record).second);
+      handedOut.push_back(record);
+    } else if (op < 8 && !handedOut.empty()) {
+      // Back, or again (no effect the second time).
+      const size_t i = input.ConsumeIntegralInRange<size_t>(0, handedOut.size() - 1);
+      Record* record = handedOut[i];
+      pool.Free(record);
+      if (out.erase(record) != 0) free.push_back(record);
+      if (op == 7) {
+        handedOut[i] = handedOut.back();
+        handedOut.pop_back();
+      }
+    } else if (!handedOut.empty()) {
+      // Never from the pool: a record elsewhere, or inside one off a boundary.
+      Record* inside = handedOut[input.ConsumeIntegralInRange<size_t>(0, handedOut.size() - 1)];
+      pool.Free(op == 8 ? &foreign
+                        : reinterpret_cast<Record*>(reinterpret_cast<char*>(inside) +
+                                                    input.ConsumeIntegralInRange<int>(1, 63)));
+    }
+    FUZZ_CHECK(pool.GetCapacity() == capacity);
+    FUZZ_CHECK(pool.m_freeList.m_count == static_cast<Long>(free.size()));
+  }
+  size_t i = 0;
+  for (auto* node = pool.m_freeList.m_head; node != nullptr; node = node->m_next, ++i) {
+    FUZZ_CHECK(node->m_value == free[i]);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   FuzzedDataProvider input(data, size);
-  switch (input.ConsumeIntegralInRange<int>(0, 3)) {
+  switch (input.ConsumeIntegralInRange<int>(0, 4)) {
     case 0:
       RunArray(input);
       break;
@@ -436,8 +498,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     case 2:
       RunMap<char const*>(input);
       break;
-    default:
+    case 3:
       RunMap<std::uint32_t>(input);
+      break;
+    default:
+      RunPool(input);
       break;
   }
   return 0;
