@@ -28,9 +28,13 @@ std::uint32_t Bounded(std::uint32_t priority, std::uint64_t age) {
       std::min<std::uint64_t>(Unbounded(priority, age), PriorizedQueue::kCeiling));
 }
 
-// The first age at which `priority` reaches the ceiling.
+// The first age at which `priority` reaches the ceiling: kAgeCap for every
+// priority below 37074, where even 92681 passes fall short.
 std::uint64_t AgeAtCeiling(std::uint32_t priority) {
   const std::uint64_t gap = PriorizedQueue::kCeiling - priority;
+  if (gap > Triangle(kAgeCap - 1)) {
+    return kAgeCap;
+  }
   auto n =
       static_cast<std::uint64_t>((std::sqrt(8.0 * static_cast<double>(gap) + 1.0) - 1.0) / 2.0);
   while (Triangle(n) < gap) ++n;
@@ -89,21 +93,23 @@ bool IsAheadWith(Record const* a, Record const* b, std::uint64_t pass, CeilingAg
                                              : !OlderIsAhead(b, a, pass, ceilingAge);
 }
 
-// Lane heads keep the age at which their priority reaches the ceiling.
-std::uint64_t LaneCeilingAge(Record const* head) {
-  return head->m_laneCeilingAge;
-}
-
 }  // namespace
 
 bool PriorizedQueue::IsAhead(Record const* a, Record const* b, std::uint64_t pass) {
   return IsAheadWith(a, b, pass, [](Record const* r) { return AgeAtCeiling(r->m_priority); });
 }
 
-PriorizedQueue::Record* PriorizedQueue::FindLane(std::uint32_t priority) const {
-  Record* lane = m_buckets[BucketOf(priority)];
+PriorizedQueue::Record* PriorizedQueue::FindLane(std::uint32_t priority) {
+  Record*& cached = m_buckets[BucketOf(priority)];
+  if (cached != nullptr && cached->m_priority == priority) {
+    return cached;
+  }
+  Record* lane = m_lanes;
   while (lane != nullptr && lane->m_priority != priority) {
-    lane = lane->m_bucketNext;
+    lane = lane->m_laneNext;
+  }
+  if (lane != nullptr) {
+    cached = lane;
   }
   return lane;
 }
@@ -122,16 +128,9 @@ bool PriorizedQueue::Insert(Record* record, std::uint64_t pass) {
   }
   record->m_prev = nullptr;
   record->m_laneTail = record;
-  record->m_laneCeilingAge = AgeAtCeiling(record->m_priority);
-  record->m_lanePrev = nullptr;
   record->m_laneNext = m_lanes;
-  if (m_lanes != nullptr) {
-    m_lanes->m_lanePrev = record;
-  }
   m_lanes = record;
-  Record*& bucket = m_buckets[BucketOf(record->m_priority)];
-  record->m_bucketNext = bucket;
-  bucket = record;
+  m_buckets[BucketOf(record->m_priority)] = record;
   return wasEmpty;
 }
 
@@ -141,7 +140,7 @@ PriorizedQueue::Record* PriorizedQueue::Head(std::uint64_t pass) const {
     return nullptr;
   }
   for (Record* lane = best->m_laneNext; lane != nullptr; lane = lane->m_laneNext) {
-    if (IsAheadWith(lane, best, pass, LaneCeilingAge)) {
+    if (IsAhead(lane, best, pass)) {
       best = lane;
     }
   }
@@ -149,36 +148,21 @@ PriorizedQueue::Record* PriorizedQueue::Head(std::uint64_t pass) const {
 }
 
 void PriorizedQueue::ReplaceLaneHead(Record* oldHead, Record* newHead) {
-  Record** link = &m_buckets[BucketOf(oldHead->m_priority)];
+  Record** link = &m_lanes;
   while (*link != oldHead) {
-    link = &(*link)->m_bucketNext;
+    link = &(*link)->m_laneNext;
+  }
+  Record*& cached = m_buckets[BucketOf(oldHead->m_priority)];
+  if (cached == oldHead) {
+    cached = newHead;
   }
   if (newHead == nullptr) {
-    *link = oldHead->m_bucketNext;
-    if (oldHead->m_lanePrev != nullptr) {
-      oldHead->m_lanePrev->m_laneNext = oldHead->m_laneNext;
-    } else {
-      m_lanes = oldHead->m_laneNext;
-    }
-    if (oldHead->m_laneNext != nullptr) {
-      oldHead->m_laneNext->m_lanePrev = oldHead->m_lanePrev;
-    }
+    *link = oldHead->m_laneNext;
     return;
   }
   *link = newHead;
-  newHead->m_bucketNext = oldHead->m_bucketNext;
   newHead->m_laneTail = oldHead->m_laneTail;
-  newHead->m_laneCeilingAge = oldHead->m_laneCeilingAge;
-  newHead->m_lanePrev = oldHead->m_lanePrev;
   newHead->m_laneNext = oldHead->m_laneNext;
-  if (newHead->m_lanePrev != nullptr) {
-    newHead->m_lanePrev->m_laneNext = newHead;
-  } else {
-    m_lanes = newHead;
-  }
-  if (newHead->m_laneNext != nullptr) {
-    newHead->m_laneNext->m_lanePrev = newHead;
-  }
 }
 
 void PriorizedQueue::Unlink(Record* record) {

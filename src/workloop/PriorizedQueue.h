@@ -25,9 +25,9 @@
 //   and a later tie leaves the younger record ahead (it led a pass before);
 // - at the ceiling, the record that reached it first stays ahead, and two
 //   that reached it in the same pass keep the order of the pass before.
-// A pass costs O(lanes), an insertion O(1); lanes live in their first record
-// and are found by priority through a small table of buckets, so nothing
-// here allocates.
+// A pass costs O(lanes), an insertion O(1) for a priority whose bucket of a
+// small table remembers its lane; lanes live in their first record, so
+// nothing here allocates.
 //
 // "Pass" counts ageing passes of the loop (64 bits: it never wraps). No lock:
 // the loop's m_lock guards it.
@@ -76,12 +76,14 @@ class PriorizedQueue {
   static unsigned BucketOf(std::uint32_t priority) {
     return (priority * 2654435761u) >> (32 - kBucketBits);
   }
-  Record* FindLane(std::uint32_t priority) const;
+  // The lane of `priority`, or null: first through its bucket, which
+  // remembers one lane head (or null), then along the lanes.
+  Record* FindLane(std::uint32_t priority);
   // Puts `newHead` (null: none) in the place of the lane head `oldHead`.
   void ReplaceLaneHead(Record* oldHead, Record* newHead);
 
   Record* m_lanes;  // first record of the first lane; lanes in no particular order
-  Record* m_buckets[1u << kBucketBits];
+  Record* m_buckets[1u << kBucketBits];  // each a lane head, or null
 };
 
 #endif
