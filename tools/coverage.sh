@@ -29,6 +29,9 @@ if [ $report_only -eq 0 ]; then
     --output-on-failure)
 fi
 
+# CMake's probe of the compiler leaves notes without data or source.
+find "$dir/CMakeFiles" -path '*CompilerId*' -name '*.gcno' -delete 2>/dev/null || true
+
 # Branches that the compiler adds for exceptions and checks it proves
 # unreachable are not ours. Only the notes of this build count: gcovr would
 # otherwise merge every coverage build it finds below the root.
