@@ -1,198 +1,131 @@
-// tevrol_config: shows what a configuration folder gives the store.
+// tevrol_config: checks a configuration folder and shows what it gives the
+// store.
 //
-// The file format ignores, without a word, every line it does not take: a
-// blank before "=", a missing closing double quote, a last line without a
-// line end. And some lines are taken otherwise than they look: a number
-// written in decimal is read as hexadecimal. This tool reads a folder exactly
-// as ConfigSystem::Import does (it is Import, with an observer), prints the
-// store that results, and says which lines were dropped or misread and why.
+// The file format drops, without a word, every line it does not take: an
+// indented header, a blank before "=", a missing closing double quote, a
+// last line without a line end. And some lines are taken otherwise than they
+// look: a number written in decimal is read as hexadecimal. This tool reads a
+// folder exactly as ConfigSystem::Import does (it is Import, with an
+// observer), prints the store that results, and says which lines were
+// dropped or misread and why. docs/config-format.md describes the format.
 //
-//   tevrol_config [--lines] FOLDER
+//   tevrol_config [--lines] [--json] FOLDER
 //
-// Exit status: 0 when every header and key line was read as written; 1 when a
-// line that starts with "[" or a double quote was dropped or misread, or the
-// last line has no line end; 2 for a wrong call; 3 when neither
-// FOLDER/config.ini nor FOLDER/config2.ini can be opened. Other ignored
-// lines (blank lines, comments) never fail; --lines lists them too.
+// Exit status: 0 when every line was read as written or is a blank line or a
+// comment; 1 when a line was dropped or misread; 2 for a wrong call; 3 when
+// FOLDER/config.ini exists but cannot be opened or read, or when neither
+// FOLDER/config.ini nor FOLDER/config2.ini opens (3 wins over 1). Results go
+// to standard output, errors and the warning about a fallback to
+// config2.ini to standard error.
 
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
-#include <vector>
 
-#include "config/ConfigLineParser.h"
+#include "ConfigFindings.h"
+#include "ConfigReport.h"
 #include "config/ConfigSystemImpl.h"
 #include "config/ConfigSystemManager.h"
 #include "frame/Accessors.h"
 
 namespace {
 
-std::string Escaped(char const* bytes, std::size_t length) {
-  std::string out;
-  for (std::size_t i = 0; i < length; ++i) {
-    const auto c = static_cast<unsigned char>(bytes[i]);
-    if (c == '\r') {
-      out += "\\r";
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (c >= 0x20 && c < 0x7F && c != '\\') {
-      out += static_cast<char>(c);
-    } else {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\x%02x", c);
-      out += hex;
-    }
+constexpr char kUsage[] =
+    "usage: tevrol_config [--lines] [--json] FOLDER\n"
+    "\n"
+    "Reads FOLDER/config.ini, or FOLDER/config2.ini when config.ini cannot be opened,\n"
+    "exactly as the configuration store does, prints the store it gives and names\n"
+    "every line that was dropped or read otherwise than written, with the reason.\n"
+    "\n"
+    "  --lines  also list blank lines and comments, which never fail\n"
+    "  --json   print the same as one JSON object (fields: docs/config-format.md)\n"
+    "  --help   print this text\n"
+    "\n"
+    "Exit status: 0 clean; 1 a line was dropped or misread; 2 wrong call;\n"
+    "3 config.ini exists but cannot be opened or read, or neither file opens.\n"
+    "The file format and its limits: docs/config-format.md in the source tree\n"
+    "(share/doc/tevrol-tools/config-format.md when installed).\n";
+
+// Errors and the fallback warning on standard error; the exit status for
+// opening and reading: 3, or 0 when both went well.
+int ReportFileProblems(ConfigFindingCollector const& findings, char const* folder) {
+  int status = 0;
+  auto const& errors = findings.OpenErrors();
+  for (ConfigOpenError const& error : errors) {
+    // A missing config.ini is normal when config2.ini is used.
+    if (error.missing && !findings.File().empty()) continue;
+    std::fprintf(stderr, "tevrol_config: cannot open %s: %s\n", error.path.c_str(),
+                 std::strerror(error.error));
   }
-  return out;
-}
-
-std::string Escaped(char const* text) {
-  return Escaped(text, std::strlen(text));
-}
-
-// A line of a file as a short, printable excerpt.
-std::string Excerpt(char const* raw, std::size_t length) {
-  constexpr std::size_t kShown = 60;
-  std::string text = Escaped(raw, length < kShown ? length : kShown);
-  if (length > kShown) text += "...";
-  return text;
-}
-
-struct Report {
-  std::size_t line;
-  bool fails;
-  std::string what;
-};
-
-// Collects every line that was not taken as written.
-class LineJournal : public ConfigImportObserver {
- public:
-  void FileRead(char const* path) override {
-    if (path != nullptr) m_file = path;
+  if (findings.File().empty()) {
+    std::fprintf(stderr,
+                 "tevrol_config: neither %s/config.ini nor %s/config2.ini opens: "
+                 "nothing is read\n",
+                 folder, folder);
+    return 3;
   }
-  void Line(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length,
-            ConfigLine const& parsed) override {
-    if (parsed.note == ConfigLineNote::None) return;
-    const bool ignored = parsed.kind == ConfigLineKind::Ignored;
-    // Only header and key lines fail: other ignored lines are comments.
-    const bool fails = length > 0 && (raw[0] == '[' || raw[0] == '"');
-    m_reports.push_back({lineNumber, fails,
-                         std::string(ignored ? "ignored: " : "read otherwise: ") +
-                             DescribeConfigLineNote(parsed.note) + "\n      " +
-                             Excerpt(raw, length)});
+  if (!errors.empty()) {
+    // config.ini did not open; config2.ini was read in its place.
+    std::fprintf(stderr, "tevrol_config: warning: %s is read, because %s %s\n",
+                 findings.File().c_str(), errors.front().path.c_str(),
+                 errors.front().missing ? "does not exist" : "cannot be opened");
+    if (!errors.front().missing) status = 3;
   }
-  void End(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length) override {
-    if (length == 0) return;
-    bool blank = true;
-    for (Tevrol::ULong i = 0; i < length; ++i) {
-      blank = blank && std::strchr(" \t\r\v\f", raw[i]) != nullptr && raw[i] != '\0';
-    }
-    // Blanks alone behind the last line end lose nothing.
-    m_reports.push_back({lineNumber, !blank,
-                         "ignored: the last line has no line end, so it is no line\n      " +
-                             Excerpt(raw, length)});
+  if (findings.ReadError() != 0) {
+    std::fprintf(stderr,
+                 "tevrol_config: cannot read %s: %s; the store holds only what was read before, "
+                 "and %s is not tried\n",
+                 findings.File().c_str(), std::strerror(findings.ReadError()),
+                 errors.empty() ? "config2.ini" : "no other file");
+    status = 3;
   }
-
-  bool Opened() const { return !m_file.empty(); }
-  std::string const& File() const { return m_file; }
-  std::vector<Report> const& Reports() const { return m_reports; }
-
- private:
-  std::string m_file;
-  std::vector<Report> m_reports;
-};
-
-// The store, group by group and key by key in byte order.
-void PrintStore(ConfigSystemImpl& system) {
-  std::map<std::string, std::map<std::string, std::string>> groups;
-  system.WalkStore([&](char const* group, ConfigKeyDataContainer* value) {
-    auto& keys = groups[group];
-    if (value == nullptr) return;
-    Tevrol::Long number = 0;
-    TxString text;
-    unsigned char* data = nullptr;
-    Tevrol::ULong size = 0;
-    char buffer[64];
-    std::string shown;
-    if (value->GetNumericalValue(number)) {
-      std::snprintf(buffer, sizeof buffer, "number %ld (0x%08lx)", static_cast<long>(number),
-                    static_cast<unsigned long>(static_cast<Tevrol::ULong>(number)));
-      shown = buffer;
-    } else if (value->GetStringValue(text)) {
-      shown = "text \"" + Escaped(text.ToLatin1()) + "\"";
-    } else if (value->GetDataChunk(data, size)) {
-      std::snprintf(buffer, sizeof buffer, "bytes (%lu):", static_cast<unsigned long>(size));
-      shown = buffer;
-      for (Tevrol::ULong i = 0; i < size; ++i) {
-        std::snprintf(buffer, sizeof buffer, " %02x", data[i]);
-        shown += buffer;
-      }
-    } else {
-      shown = "no value";
-    }
-    keys[value->GetKeyName()] = shown;
-  });
-  if (groups.empty()) std::printf("(the store is empty)\n");
-  for (auto const& group : groups) {
-    std::printf("[%s]\n", Escaped(group.first.c_str()).c_str());
-    for (auto const& key : group.second) {
-      std::printf("  \"%s\" = %s\n", Escaped(key.first.c_str()).c_str(), key.second.c_str());
-    }
-  }
-}
-
-int Usage() {
-  std::fprintf(stderr,
-               "usage: tevrol_config [--lines] FOLDER\n"
-               "  Reads FOLDER/config.ini, or else FOLDER/config2.ini, as the configuration\n"
-               "  store does and prints the store. Exit 1 when a header or key line was\n"
-               "  dropped or misread; --lines also lists blank lines and comments.\n");
-  return 2;
+  return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   bool allLines = false;
+  bool json = false;
   char const* folder = nullptr;
   for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
     if (std::strcmp(argv[i], "--lines") == 0) {
       allLines = true;
+    } else if (std::strcmp(argv[i], "--json") == 0) {
+      json = true;
     } else if (argv[i][0] == '-' || folder != nullptr) {
-      return Usage();
+      std::fprintf(stderr, "tevrol_config: unexpected argument \"%s\"\n\n%s", argv[i], kUsage);
+      return 2;
     } else {
       folder = argv[i];
     }
   }
-  if (folder == nullptr) return Usage();
+  if (folder == nullptr) {
+    std::fprintf(stderr, "tevrol_config: no folder given\n\n%s", kUsage);
+    return 2;
+  }
 
   // Built by the manager, as every client's store is.
   auto* const system = static_cast<ConfigSystemImpl*>(
       ConfigSystemManager_GetInstance()->GetConfigSystem("tevrol_config"));
   system->SetPersistentStorageFolder(folder);
-  LineJournal journal;
-  system->ImportFile(&journal);
-  if (!journal.Opened()) {
-    std::printf("Neither %s/config.ini nor %s/config2.ini can be opened: nothing is read.\n",
-                folder, folder);
-    return 3;
-  }
-  std::printf("Read %s\n\n", journal.File().c_str());
-  PrintStore(*system);
+  ConfigFindingCollector findings;
+  system->ImportFile(&findings);
 
-  std::size_t failing = 0;
-  for (Report const& report : journal.Reports()) failing += report.fails ? 1 : 0;
-  const std::size_t others = journal.Reports().size() - failing;
-  if (failing > 0 || (allLines && others > 0)) std::printf("\n");
-  for (Report const& report : journal.Reports()) {
-    if (!report.fails && !allLines) continue;
-    std::printf("%s line %zu: %s\n", report.fails ? "FAIL" : "    ", report.line,
-                report.what.c_str());
+  ConfigCheckResult result;
+  result.folder = folder;
+  result.findings = &findings;
+  result.store = SnapshotStore(*system);
+  const int fileStatus = ReportFileProblems(findings, folder);
+  result.exitStatus = fileStatus != 0 ? fileStatus : CountFailing(findings) > 0 ? 1 : 0;
+  if (json) {
+    PrintJsonReport(stdout, result);
+  } else {
+    PrintTextReport(stdout, result, allLines);
   }
-  std::printf("\n%zu header or key line(s) dropped or misread, %zu other line(s) ignored%s\n",
-              failing, others, allLines || others == 0 ? "" : " (--lines lists them)");
-  return failing > 0 ? 1 : 0;
+  return result.exitStatus;
 }

@@ -165,43 +165,60 @@ char const* DescribeConfigLineNote(ConfigLineNote note) {
     case ConfigLineNote::None:
       return "";
     case ConfigLineNote::Blank:
-      return "blank line";
+      return "A blank line.";
     case ConfigLineNote::Comment:
-      return "neither \"[\" nor a double quote first: a comment";
+      return "A comment: the line starts with neither \"[\" nor a double quote.";
     case ConfigLineNote::LeadingBlank:
-      return "blanks before the header or key: not read";
+      return "The line starts with blanks, so it is taken for a comment and dropped. A header or "
+             "key line must start in the first column: [Group] or \"Key\"=\"text\".";
     case ConfigLineNote::KeyBeforeGroup:
-      return "key line before the first group header: dropped";
+      return "The key line comes before the first group header, so it is dropped. Put a header "
+             "such as [Group] above it.";
     case ConfigLineNote::KeyNameUnclosed:
-      return "no double quote closes the key name: dropped";
+      return "No double quote closes the key name, so the line is dropped. Write it as "
+             "\"Key\"=\"text\".";
     case ConfigLineNote::BlankBeforeEquals:
-      return "a blank between the key's closing double quote and \"=\": dropped";
+      return "There is a blank between the key name and \"=\", so the line is dropped. Write it "
+             "with nothing around the \"=\": \"Key\"=\"text\".";
     case ConfigLineNote::NoEquals:
-      return "no \"=\" right behind the key's closing double quote: dropped";
+      return "The key name is not followed by \"=\", so the line is dropped. Write it as "
+             "\"Key\"=\"text\".";
     case ConfigLineNote::TextUnclosed:
-      return "no double quote closes the text: dropped";
+      return "No double quote closes the text, so the line is dropped. Write it as "
+             "\"Key\"=\"text\".";
     case ConfigLineNote::NoColon:
-      return "no \":\" behind the value's letter: dropped";
+      return "The value has no \":\" behind its type, so the line is dropped. Write a number as "
+             "\"Key\"=dword:0000001f and bytes as \"Key\"=hex:01,02.";
     case ConfigLineNote::UnknownValueKind:
-      return "the value is no text, no d...: number and no h...: byte list: dropped";
+      return "The value is neither a text in double quotes, nor a number, nor a byte list, so the "
+             "line is dropped. Write \"Key\"=\"text\", \"Key\"=dword:0000001f or "
+             "\"Key\"=hex:01,02.";
     case ConfigLineNote::CutLineRest:
-      return "rest of a line over 1023 bytes, taken as a line of its own";
+      return "The rest of a line over 1023 bytes, read as a line of its own.";
     case ConfigLineNote::LineCut:
-      return "line over 1023 bytes: only its first 1023 bytes are read as this line";
+      return "The line is over 1023 bytes: only its first 1023 bytes are read as this line, and "
+             "the rest is read as a new line.";
     case ConfigLineNote::ZeroByte:
-      return "a zero byte ends the line: what follows it is not read";
+      return "A zero byte ends the line, so nothing behind it is read.";
     case ConfigLineNote::HeaderUnclosed:
-      return "no \"]\": the group name runs to the end of the line, line end included";
+      return "No \"]\" closes the header, so the group name runs to the end of the line, line "
+             "end included. Write it as [Group].";
     case ConfigLineNote::TrailingBytes:
-      return "bytes behind the value or header are not read";
+      return "The bytes behind the value or behind the header's \"]\" are not read. Remove them; "
+             "a comment needs a line of its own.";
     case ConfigLineNote::NumberNoDigits:
-      return "no hexadecimal digits behind \":\": read as 0";
+      return "There are no hexadecimal digits behind the \":\", so the number is read as 0. Write "
+             "it as \"Key\"=dword:0000001f.";
     case ConfigLineNote::NumberTooLong:
-      return "more than 8 digits: only the first 8 are read";
+      return "The number has more than 8 digits, so only the first 8 are read. Write at most 8 "
+             "hexadecimal digits: \"Key\"=dword:0000001f.";
     case ConfigLineNote::NumberLooksDecimal:
-      return "written as a decimal number, read as hexadecimal";
+      return "Numbers are read as hexadecimal, so this decimal-looking number is read as another "
+             "value. Write 31 as \"Key\"=dword:0000001f.";
     case ConfigLineNote::BytesMisaligned:
-      return "not two digits and one separator a byte: read at every third byte";
+      return "Each byte of a list needs two hexadecimal digits and a comma, because one byte is "
+             "read at every third place; these bytes are read otherwise than written. Write it "
+             "as \"Key\"=hex:01,02,ff.";
   }
   return "";
 }

@@ -59,7 +59,8 @@ struct ConfigLine {
 void ParseConfigLine(char* line, Tevrol::ULong length, bool inGroup, bool restOfCutLine,
                      unsigned char* bytes, ConfigLine& result);
 
-// One sentence for a note; "" for None.
+// One plain sentence for a note, with the form expected where there is one;
+// "" for None.
 char const* DescribeConfigLineNote(ConfigLineNote note);
 
 // What the configuration tool and tests see of an import: the file read and
@@ -69,6 +70,9 @@ class ConfigImportObserver {
   virtual ~ConfigImportObserver() = default;
   // The path opened, or null when neither file could be opened.
   virtual void FileRead(char const* path) = 0;
+  // A file that could not be opened, with the system's error number; comes
+  // before FileRead, once for each file tried in vain.
+  virtual void OpenFailed(char const* /*path*/, int /*error*/) {}
   // `raw` is the line as read (zero-terminated behind `length` bytes);
   // `lineNumber` counts line ends, so both pieces of a cut line share one.
   virtual void Line(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length,
@@ -76,6 +80,9 @@ class ConfigImportObserver {
   // The reading ended with `length` bytes that no line end closed (0 when
   // the file ended with a line end); they are dropped.
   virtual void End(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length) = 0;
+  // The file opened but a read failed (a folder opens and cannot be read):
+  // the reading ended there, as at the end of the file. Comes after End.
+  virtual void ReadFailed(int /*error*/) {}
 };
 
 #endif

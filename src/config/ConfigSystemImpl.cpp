@@ -1,5 +1,6 @@
 #include "config/ConfigSystemImpl.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "file/File.h"
@@ -271,16 +272,28 @@ void ConfigSystemImpl::ImportFile(ConfigImportObserver* observer) {
   File file(first, 0, 0, 0, kFileAttributes, false);
   TxString const* opened = &first;
   if (file.Open() != 0) {
+    if (observer != nullptr) observer->OpenFailed(first.ToLatin1(), errno);
     file.SetFileName(second);
     opened = &second;
     if (file.Open() != 0) {
-      if (observer != nullptr) observer->FileRead(nullptr);
+      if (observer != nullptr) {
+        observer->OpenFailed(second.ToLatin1(), errno);
+        observer->FileRead(nullptr);
+      }
       return;
     }
   }
   if (observer != nullptr) observer->FileRead(opened->ToLatin1());
   InputStreamBuffer stream(file.GetInputStream(), kImportBufferSize);
   ImportLines(stream, observer);
+  if (observer != nullptr) {
+    // The end of the file and a failed read end the loop alike; a failed
+    // read fails again, the end gives the end code again.
+    unsigned char probe = 0;
+    Tevrol::ULong got = 0;
+    errno = 0;
+    if (file.Read(&probe, 1, &got) == kStreamFailure) observer->ReadFailed(errno);
+  }
   file.Close();
 }
 

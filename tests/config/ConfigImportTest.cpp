@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <random>
 #include <string>
 
@@ -13,12 +16,17 @@ namespace {
 // accounted for exactly once.
 struct ByteCounter : ConfigImportObserver {
   void FileRead(char const* path) override { file = path != nullptr ? path : ""; }
+  void OpenFailed(char const* path, int error) override {
+    failed += std::string(path) + ":" + std::to_string(error) + " ";
+  }
+  void ReadFailed(int error) override { readError = error; }
   void Line(Tevrol::ULong, char const*, Tevrol::ULong length, ConfigLine const&) override {
     ++lines;
     bytes += length;
   }
   void End(Tevrol::ULong, char const*, Tevrol::ULong length) override { dropped = length; }
-  std::string file;
+  std::string file, failed;
+  int readError = 0;
   std::size_t lines = 0, bytes = 0, dropped = 0;
 };
 
@@ -123,6 +131,40 @@ TEST(ConfigImportTest, GeneratedFilesAreReadByteForByte) {
     if (files[i].find('\n') == std::string::npos) {
       EXPECT_EQ(counter.lines, files[i].size() / 1023);  // pieces of 1023 bytes
     }
+  }
+}
+
+// The checker learns which file did not open and why, and that a file which
+// opened could not be read; the store does not see the difference.
+TEST(ConfigImportTest, ObserverHearsOfFilesThatDoNotOpenOrRead) {
+  TempFolder folder;
+  std::string const first = folder.Path() + "/config.ini", second = folder.Path() + "/config2.ini";
+  std::string const missing = ":" + std::to_string(ENOENT) + " ";
+  struct Case {
+    char const* what;
+    bool folderAsFirst, secondExists;
+    std::string failed, file;
+    int readError;
+  } const cases[] = {
+      {"neither", false, false, first + missing + second + missing, "", 0},
+      {"fallback", false, true, first + missing, second, 0},
+      {"a folder opens but cannot be read", true, true, "", first, EISDIR},
+  };
+  for (auto const& c : cases) {
+    SCOPED_TRACE(c.what);
+    char const* const content = c.secondExists ? "[B]\n\"k\"=d:2\n" : nullptr;
+    folder.Write("config2.ini", content, content != nullptr ? std::strlen(content) : 0);
+    if (c.folderAsFirst) mkdir(first.c_str(), 0755);
+    ConfigSystemImpl system;
+    system.SetPersistentStorageFolder(folder.Path().c_str());
+    ByteCounter counter;
+    system.ImportFile(&counter);
+    EXPECT_EQ(counter.failed, c.failed);
+    EXPECT_EQ(counter.file, c.file);
+    EXPECT_EQ(counter.readError, c.readError);
+    EXPECT_EQ(Dump(system), c.secondExists && !c.folderAsFirst ? "B/k=n:2" : "");
+    system.Shutdown();
+    rmdir(first.c_str());
   }
 }
 
