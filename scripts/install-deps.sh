@@ -2,14 +2,15 @@
 # Installs the Debian packages the build needs, if missing. Safe to run again.
 #   scripts/install-deps.sh            what building and running the demo needs
 #   scripts/install-deps.sh --all      also tests, benchmarks, ARM cross build, format check,
-#                                      fuzzing, static analysis, coverage and the ABI check
+#                                      fuzzing, static analysis, coverage, the ABI check and
+#                                      the Debian packages
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config)
 if [ "${1:-}" = "--all" ]; then
   packages+=(googletest libgtest-dev libgmock-dev libbenchmark-dev clang-format
              g++-arm-linux-gnueabihf qemu-user clang libclang-rt-14-dev clang-tidy gcovr
-             abigail-tools)
+             abigail-tools dpkg-dev file)
 fi
 
 missing=()

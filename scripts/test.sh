@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library and runs every test, as the CI does:
 #   1. normal build, warnings as errors, all tests, install, consumer build,
+#      the Debian packages (cpack) and a consumer build against them,
 #      the exported interface against abi/libTevrolDLL.abi
 #   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer, with
 #      line and branch coverage of src/ (fails below the floor set here)
@@ -63,8 +64,11 @@ timed() {
 }
 
 stage_normal() {
-  local dir="$out/normal" prefix="$out/normal/install"
-  configure_build "$dir" -DTEVROL_WERROR=ON -DTEVROL_BUILD_BENCH=ON -DCMAKE_INSTALL_PREFIX="$prefix"
+  local dir="$out/normal" prefix="$out/normal/install" libdir
+  # Configured for /usr, as the Debian packages are; the install goes to the
+  # prefix instead.
+  configure_build "$dir" -DTEVROL_WERROR=ON -DTEVROL_BUILD_BENCH=ON -DCMAKE_INSTALL_PREFIX=/usr
+  libdir=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:PATH=//p' "$dir/CMakeCache.txt")
   export GTEST_DEATH_TEST_STYLE=threadsafe
   run_ctest "$dir"
   # The accessors are exported undecorated.
@@ -74,15 +78,44 @@ stage_normal() {
   [ "$accessors" -eq 9 ]
   # Install, then build the example against the installed package and pkg-config file.
   rm -rf "$prefix"
-  cmake --install "$dir" >/dev/null
-  cmake -S examples/thread_demo -B "$dir/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-  cmake --build "$dir/consumer"
-  LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo" >/dev/null
-  PKG_CONFIG_PATH="$prefix/lib/pkgconfig" g++ examples/thread_demo/main.cpp -o "$dir/consumer/thread_demo_pc" \
-    $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs tevroldll) -pthread
-  LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo_pc" >/dev/null
+  cmake --install "$dir" --prefix "$prefix" >/dev/null
+  consumer_builds "$dir/consumer" "$prefix" "$prefix/$libdir"
   echo "install and consumer builds: ok"
+  # The Debian packages, unpacked: the dev package depends on the library
+  # package of the same version, the example builds against all of them and
+  # runs with the library package alone, the tool runs.
+  local pkgs="$dir/packages" unpacked="$dir/unpacked" runtime="$dir/unpacked-runtime"
+  local version names deb log
+  rm -rf "$pkgs" "$unpacked" "$runtime"
+  log=$(cpack --config "$dir/CPackConfig.cmake" -B "$pkgs" 2>&1) || { echo "$log"; return 1; }
+  for deb in "$pkgs"/*.deb; do dpkg -x "$deb" "$unpacked"; done
+  dpkg -x "$pkgs"/libtevroldll0_*.deb "$runtime"
+  version=$(dpkg-deb -f "$pkgs"/libtevroldll0_*.deb Version)
+  dpkg-deb -f "$pkgs"/libtevroldll-dev_*.deb Depends | grep -qF "libtevroldll0 (= $version)" ||
+    { echo "libtevroldll-dev does not depend on libtevroldll0 (= $version)"; return 1; }
+  consumer_builds "$dir/consumer-deb" "$unpacked/usr" "$unpacked/usr/$libdir" "$runtime/usr/$libdir"
+  "$unpacked/usr/bin/tevrol_config" examples/config_good >/dev/null
+  names=$(for deb in "$pkgs"/*.deb; do dpkg-deb -f "$deb" Package; done)
+  echo "Debian packages ${names//$'\n'/ } $version: consumer builds and tool: ok"
+  rm -rf "$unpacked" "$runtime"
   bash scripts/check-abi.sh "$dir"
+}
+
+# Builds examples/thread_demo into DIR against the library under PREFIX (its
+# library folder LIBDIR), with find_package and with pkg-config, and runs both
+# with the library from RUNLIBDIR (LIBDIR unless given).
+consumer_builds() {
+  local dir=$1 prefix=$2 libdir=$3 runlibdir=${4:-$3} log
+  rm -rf "$dir"
+  cmake -S examples/thread_demo -B "$dir" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+  # Found there, not in a copy installed on this machine.
+  grep -qxF "TevrolDLL_DIR:PATH=$libdir/cmake/TevrolDLL" "$dir/CMakeCache.txt" ||
+    { echo "TevrolDLL not found under $prefix"; return 1; }
+  log=$(cmake --build "$dir" 2>&1) || { echo "$log"; return 1; }
+  LD_LIBRARY_PATH="$runlibdir" "$dir/thread_demo" >/dev/null
+  g++ examples/thread_demo/main.cpp -o "$dir/thread_demo_pc" \
+    $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs tevroldll) -pthread
+  LD_LIBRARY_PATH="$runlibdir" "$dir/thread_demo_pc" >/dev/null
 }
 
 # Line coverage may fall at most two points below what the tests reached
