@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library and runs every test, as the CI does:
-#   1. normal build, warnings as errors, all tests, install, consumer build,
+#   1. normal build, warnings as errors, all tests, install, consumer builds,
 #      the exported interface against abi/libTevrolDLL.abi
 #   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer, with
 #      line and branch coverage of src/ (fails below the floor set here)
@@ -48,6 +48,16 @@ run_ctest() {
   fi
 }
 
+# Runs a command with its output kept back, and shows that output only if it fails.
+quietly() {
+  local log rc=0
+  log=$(mktemp)
+  "$@" >"$log" 2>&1 || rc=$?
+  [ "$rc" -eq 0 ] || cat "$log"
+  rm -f "$log"
+  return "$rc"
+}
+
 configure_build() {
   local dir=$1; shift
   cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
@@ -82,6 +92,17 @@ stage_normal() {
     $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs tevroldll) -pthread
   LD_LIBRARY_PATH="$prefix/lib" "$dir/consumer/thread_demo_pc" >/dev/null
   echo "install and consumer builds: ok"
+  # The first program as docs/guide.md builds it: with CMake (the build tree
+  # records the library's folder), and with pkg-config and an rpath.
+  local pc="$prefix/lib/pkgconfig"
+  quietly cmake -S examples/first_program -B "$dir/consumer-first" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build "$dir/consumer-first"
+  quietly "$dir/consumer-first/first_program"
+  quietly g++ -std=c++17 examples/first_program/main.cpp -o "$dir/consumer-first/first_program_pc" \
+    $(PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs tevroldll) \
+    -Wl,-rpath,"$(PKG_CONFIG_PATH="$pc" pkg-config --variable=libdir tevroldll)" -pthread
+  quietly "$dir/consumer-first/first_program_pc"
+  echo "first program against the installed package (CMake, pkg-config): ok"
   bash scripts/check-abi.sh "$dir"
 }
 
