@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library and runs every test, as the CI does:
-#   1. normal build, warnings as errors, all tests, install, consumer build,
+#   1. normal build, warnings as errors, all tests, install, consumer builds,
 #      the Debian packages (cpack) and a consumer build against them,
 #      the exported interface against abi/libTevrolDLL.abi
 #   2. all tests under AddressSanitizer + UndefinedBehaviorSanitizer, with
@@ -49,6 +49,16 @@ run_ctest() {
   fi
 }
 
+# Runs a command with its output kept back, and shows that output only if it fails.
+quietly() {
+  local log rc=0
+  log=$(mktemp)
+  "$@" >"$log" 2>&1 || rc=$?
+  [ "$rc" -eq 0 ] || cat "$log"
+  rm -f "$log"
+  return "$rc"
+}
+
 configure_build() {
   local dir=$1; shift
   cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
@@ -81,6 +91,17 @@ stage_normal() {
   cmake --install "$dir" --prefix "$prefix" >/dev/null
   consumer_builds "$dir/consumer" "$prefix" "$prefix/$libdir"
   echo "install and consumer builds: ok"
+  # The first program as docs/guide.md builds it: with CMake (the build tree
+  # records the library's folder), and with pkg-config and an rpath.
+  local pc="$prefix/$libdir/pkgconfig"
+  quietly cmake -S examples/first_program -B "$dir/consumer-first" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build "$dir/consumer-first"
+  quietly "$dir/consumer-first/first_program"
+  quietly g++ -std=c++17 examples/first_program/main.cpp -o "$dir/consumer-first/first_program_pc" \
+    $(PKG_CONFIG_PATH="$pc" pkg-config --cflags --libs tevroldll) \
+    -Wl,-rpath,"$(PKG_CONFIG_PATH="$pc" pkg-config --variable=libdir tevroldll)" -pthread
+  quietly "$dir/consumer-first/first_program_pc"
+  echo "first program against the installed package (CMake, pkg-config): ok"
   # The Debian packages, unpacked: the dev package depends on the library
   # package of the same version, the example builds against all of them and
   # runs with the library package alone, the tool runs.
