@@ -9,6 +9,7 @@
 int const FilePD::kCreate = O_CREAT;
 int const FilePD::kTargetDefaultAccess = O_CREAT | O_NONBLOCK;
 int const FilePD::kCreateOrTruncate = O_CREAT | O_EXCL | O_TRUNC;
+int const FilePD::kWriteNew = O_WRONLY | O_CREAT | O_TRUNC;
 unsigned int const FilePD::kSocketType = S_IFSOCK;
 
 namespace {

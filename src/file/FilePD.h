@@ -15,6 +15,8 @@ class FilePD {
   static int const kTargetDefaultAccess;
   // Flags that create or cut a file on open: O_CREAT, O_EXCL, O_TRUNC.
   static int const kCreateOrTruncate;
+  // A new file to write, replacing one of the name: O_WRONLY, O_CREAT, O_TRUNC.
+  static int const kWriteNew;
   // File type bits of a socket (S_IFSOCK, 0xC000).
   static unsigned int const kSocketType;
 

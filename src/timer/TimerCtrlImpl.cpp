@@ -1,6 +1,7 @@
 #include "timer/TimerCtrlImpl.h"
 
 #include "frame/Accessors.h"
+#include "monitor/LoopHooks.h"
 #include "threads/PDStdOperations.h"
 #include "threads/ThreadHelper.h"
 #include "threads/Tick.h"
@@ -28,6 +29,8 @@ TimerCtrlImpl::TimerCtrlImpl()
 }
 
 TimerCtrlImpl::~TimerCtrlImpl() {
+  // The process ends: the loop monitor stops before the service loops drain.
+  detail::MonitorProcessEnding();
   m_listLock.Lock();
   m_shuttingDown = true;
   m_timers.RemoveAll();  // registered contexts are not told
@@ -145,17 +148,30 @@ void TimerCtrlImpl::Execute() {
     m_lastScheduledTimeout = 0;
   }
   TimerContextInterface* fired = nullptr;
+  Tevrol::Tick deadline = now;
   if (!m_shuttingDown) {
+    if (!m_timers.IsEmpty()) {
+      deadline = m_timers.HeadDeadline();  // the pick takes the head if it is due
+    }
     // A cyclic timer is re-armed from now, before its Tick.
     fired = m_timers.PickDue(now);
     m_currentTimer.store(fired);
     UpdateWorkloopTasks();
   }
   m_listLock.Unlock();
+  const bool monitor = fired != nullptr && detail::MonitorFlags() != 0;
+  if (monitor) {
+    const std::int32_t late = detail::TickDifference(now, deadline);
+    detail::MonitorTickStart(
+        fired, late > 0 ? std::uint64_t{static_cast<std::uint32_t>(late)} * 1000u : 0);
+  }
   if (fired != nullptr) {
     fired->Tick();
     // The context is not touched after its Tick: it may have destroyed itself.
     m_currentTimer.store(nullptr);
+  }
+  if (monitor) {
+    detail::MonitorTickEnd();
   }
   m_executingThread.store(0);
   m_callbackLock->Unlock();

@@ -36,7 +36,8 @@ class TimerCtrlImpl : public TimerCtrl {
   // Does nothing: the destructor shuts down.
   void Shutdown() {}
 
-  // For tests: the loop that runs Execute.
+  // The loop that runs Execute (for the loop monitor and tests).
+  WorkLoop* GetWorkLoop() { return m_workLoop; }
   WorkLoop* GetWorkLoopForTesting() { return m_workLoop; }
 
  private:

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "frame/Accessors.h"
+#include "monitor/LoopHooks.h"
 
 namespace {
 // Every invocation is a Task, and a Task names itself through the id
@@ -31,7 +32,14 @@ InvokantTask::InvokantTask(Invokant* invokant, Tevrol::ULong param1, Tevrol::ULo
 
 void InvokantTask::Execute() {
   m_owner->RemoveInvokantTask(this);
+  const bool monitor = detail::MonitorFlags() != 0;
+  if (monitor) {
+    detail::MonitorInvokeStart(m_invokant);
+  }
   m_invokant->Invoked(m_param1, m_param2, m_param3, m_data);
+  if (monitor) {
+    detail::MonitorInvokeEnd();
+  }
 }
 
 void InvokantTask::Dispose() {
@@ -45,6 +53,8 @@ MainThreadInvokerImpl::MainThreadInvokerImpl() : m_workLoop(CreateLoop()), m_pen
 }
 
 MainThreadInvokerImpl::~MainThreadInvokerImpl() {
+  // The process ends: the loop monitor stops before the service loops drain.
+  detail::MonitorProcessEnding();
   m_workLoop->Shutdown(nullptr);
   WorkLoop::DeleteInstance(m_workLoop);
   m_workLoop = nullptr;

@@ -50,6 +50,8 @@ class MainThreadInvokerImpl : public MainThreadInvoker {
   void RemoveInvokant(Invokant* invokant) override;
   // Takes `task` out of m_pending if it is there; called by its Execute.
   void RemoveInvokantTask(InvokantTask* task);
+  // The loop the invocations run on (for the loop monitor).
+  WorkLoop* GetWorkLoop() { return m_workLoop; }
 
  private:
   using PendingList = PIList<InvokantTask*, InvokantTask*, NullLocking,

@@ -24,6 +24,8 @@ struct WorkLoopQueuedTask {
   Tevrol::ULong m_queueId;
   std::uint32_t m_priority;  // as given by the caller
   bool m_cancelled;
+  // When it became due, for the loop monitor (LoopHooks.h); 0 when not stamped.
+  std::uint32_t m_dueStamp;
   // Kept up to date in the first record of a lane only (PriorizedQueue).
   WorkLoopQueuedTask* m_laneTail;
   WorkLoopQueuedTask* m_laneNext;

@@ -1,9 +1,11 @@
 #include "workloop/WorkLoopImpl.h"
 
+#include <cstdio>
 #include <thread>
 
 #include "frame/AmbientClassification.h"
 #include "frame/text/TxString.h"
+#include "monitor/LoopHooks.h"
 #include "threads/ThreadHelper.h"
 #include "threads/Tick.h"
 #include "workloop/Task.h"
@@ -36,6 +38,9 @@ WorkLoopImpl::WorkLoopImpl()
       m_runner(0),
       m_deleteWhenRunEnds(false),
       m_setsInFlight(0),
+      m_queued(0),
+      m_queuedHighWater(0),
+      m_probe(nullptr),
       m_thread(nullptr) {
   m_thread.GetPlatformThread().SetFriendlyName("WL [noname]");
   m_thread.SetRunnable(this);
@@ -93,12 +98,20 @@ WorkLoopImpl::~WorkLoopImpl() {
     idleShutdownTask->Execute();
     idleShutdownTask->Dispose();
   }
+  detail::MonitorLoopGone(this);
 }
 
 Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool delayed,
                                     Tevrol::ULong delay) {
   if (task == nullptr) {
     return 0;
+  }
+  const unsigned monitor = detail::MonitorFlags();
+  // The task may be gone once it is queued: its name is read before.
+  char name[32];
+  name[0] = '\0';
+  if ((monitor & detail::kMonitorTrace) != 0) {
+    std::snprintf(name, sizeof name, "%s", task->GetFriendlyName());
   }
   m_lock.Lock();
   QueuedTask* const record = m_state == LoopShuttingDown ? nullptr : m_pool.Alloc();
@@ -109,20 +122,31 @@ Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool del
   record->m_priority = priority;
   record->m_cancelled = false;
   record->m_due = delayed ? ThreadHelper::GetTickCount() + delay : 0;
+  record->m_dueStamp = monitor != 0 && !delayed ? detail::MonitorDueStamp() : 0;
   record->m_task = task;
   record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
   const bool wake = delayed ? InsertDelayedTask(record) : InsertPriorizedTask(record);
   const Tevrol::ULong id = record->m_queueId;
-  if (wake) {
+  const Tevrol::ULong queued = ++m_queued;
+  if (queued > m_queuedHighWater) {
+    m_queuedHighWater = queued;
+  }
+  const bool guard = wake || monitor != 0;
+  if (guard) {
     m_setsInFlight.fetch_add(1, std::memory_order_relaxed);
   }
   m_lock.Unlock();
-  if (wake) {
+  if (guard) {
     // The loop looks at the queues and resets the event under m_lock, so a
     // Set after the unlock still ends a wait that began without this record.
     // The loop is not freed before m_setsInFlight is back at zero, so the
     // event may wake the loop after its own unlock too.
-    m_wakeEvent.SetWakingAfterUnlock();
+    if (wake) {
+      m_wakeEvent.SetWakingAfterUnlock();
+    }
+    if (monitor != 0) {
+      detail::MonitorHandOver(this, name, id, priority, queued);
+    }
     m_setsInFlight.fetch_sub(1, std::memory_order_release);  // the last touch of the loop
   }
   return id;
@@ -187,6 +211,7 @@ WorkLoopImpl::QueuedTask* WorkLoopImpl::FindById(QueuedTask* head, Tevrol::ULong
 }
 
 void WorkLoopImpl::Cancel(Tevrol::ULong id) {
+  bool found = true;
   m_lock.Lock();
   if (QueuedTask* record = m_priorized.FindById(id, m_passes)) {
     record->m_cancelled = true;
@@ -194,8 +219,13 @@ void WorkLoopImpl::Cancel(Tevrol::ULong id) {
     // It keeps its place: it leaves when the records before it are due.
     delayed->m_cancelled = true;
     delayed->m_due = ThreadHelper::GetTickCount();
+  } else {
+    found = false;
   }
   m_lock.Unlock();
+  if (found && detail::MonitorFlags() != 0) {
+    detail::MonitorLoopEvent(this, detail::LoopEvent::Cancel, id);
+  }
 }
 
 Tevrol::Long WorkLoopImpl::Remove(Tevrol::ULong id, Task*& task) {
@@ -223,7 +253,11 @@ Tevrol::Long WorkLoopImpl::Remove(Tevrol::ULong id, Task*& task) {
   }
   task = record->m_task;
   m_pool.Free(record);
+  --m_queued;
   m_lock.Unlock();
+  if (detail::MonitorFlags() != 0) {
+    detail::MonitorLoopEvent(this, detail::LoopEvent::Remove, id);
+  }
   return 0;
 }
 
@@ -246,6 +280,7 @@ Tevrol::Long WorkLoopImpl::RemoveAll(Task* task) {
     if (record->m_task == task) {
       m_priorized.Unlink(record);
       m_pool.Free(record);
+      --m_queued;
       result = 0;
     }
   });
@@ -254,6 +289,7 @@ Tevrol::Long WorkLoopImpl::RemoveAll(Task* task) {
     if (record->m_task == task) {
       Unlink(m_delayedHead, record);
       m_pool.Free(record);
+      --m_queued;
       result = 0;
     }
     record = next;
@@ -317,6 +353,9 @@ Tevrol::Long WorkLoopImpl::Shutdown(Task* task) {
   }
   const Tevrol::Long result = HasTasks() ? 1 : 0;
   m_lock.Unlock();
+  if (detail::MonitorFlags() != 0) {
+    detail::MonitorLoopEvent(this, detail::LoopEvent::Shutdown, 0);
+  }
   return result;
 }
 
@@ -396,13 +435,18 @@ void WorkLoopImpl::WaitForSetsInFlight() const {
   }
 }
 
-void WorkLoopImpl::PromoteDueRecords(Tevrol::Tick now) {
+void WorkLoopImpl::PromoteDueRecords(Tevrol::Tick now, bool stamp) {
+  std::uint32_t dueStamp = 0;
   while (m_delayedHead != nullptr) {
     QueuedTask* const record = m_delayedHead;
     if (detail::TickIsLater(record->m_due, now) && m_state != LoopShuttingDown) {
       break;
     }
     Unlink(m_delayedHead, record);
+    if (stamp && dueStamp == 0) {
+      dueStamp = detail::MonitorDueStamp();
+    }
+    record->m_dueStamp = dueStamp;
     InsertPriorizedTask(record);
   }
 }
@@ -422,6 +466,7 @@ bool WorkLoopImpl::ExecuteNext() {
 
 bool WorkLoopImpl::ExecutePass(IdleWait& wait) {
   wait = IdleWait();
+  const unsigned monitor = detail::MonitorFlags();
   m_lock.Lock();
   if (m_state == LoopShuttingDown && !HasTasks()) {
     m_lock.Unlock();
@@ -431,18 +476,31 @@ bool WorkLoopImpl::ExecutePass(IdleWait& wait) {
   QueuedTask* const record = m_priorized.Head(m_passes);
   if (record != nullptr) {
     m_priorized.Unlink(record);
+    --m_queued;
   }
+  const Tevrol::ULong queued = m_queued;
   const Tevrol::Tick now = ThreadHelper::GetTickCount();
   ++m_passes;  // ages every waiting record by one pass
-  PromoteDueRecords(now);
+  PromoteDueRecords(now, monitor != 0);
   m_current = record;
   m_lock.Unlock();
 
   if (record != nullptr) {
-    if (!record->m_cancelled) {
+    const bool execute = !record->m_cancelled;
+    if (monitor != 0) {
+      detail::MonitorTaskStart(this, record->m_task, record->m_queueId, record->m_priority,
+                               record->m_dueStamp, queued);
+    }
+    if (execute) {
       record->m_task->Execute();
     }
+    if (monitor != 0) {
+      detail::MonitorExecuteEnd(this, execute);
+    }
     record->m_task->Dispose();
+    if (monitor != 0) {
+      detail::MonitorTaskEnd(this);
+    }
   }
 
   m_lock.Lock();
@@ -511,4 +569,15 @@ Tevrol::ULong WorkLoopImpl::GetCurrentQueueIdForTesting() {
   const Tevrol::ULong id = m_current != nullptr ? m_current->m_queueId : 0;
   m_lock.Unlock();
   return id;
+}
+
+void WorkLoopImpl::CopyName(char* out, std::size_t size) {
+  m_thread.GetPlatformThread().CopyFriendlyName(out, size);
+}
+
+void WorkLoopImpl::GetQueueLengths(Tevrol::ULong& now, Tevrol::ULong& highWater) {
+  m_lock.Lock();
+  now = m_queued;
+  highWater = m_queuedHighWater;
+  m_lock.Unlock();
 }

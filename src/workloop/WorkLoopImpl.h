@@ -15,6 +15,10 @@
 #include "workloop/SimpleObjectPoolBase.h"
 #include "workloop/WorkLoop.h"
 
+namespace detail {
+struct LoopProbe;
+}
+
 // Runs posted tasks on one thread, highest effective priority first, and
 // delayed tasks when due. Any thread may post, cancel or shut down, also from
 // inside a task. Execute and Dispose run on the loop thread with no lock of
@@ -86,6 +90,13 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   // shutdown, asks the run to free the loop when it ends, and returns true.
   bool DeleteWhenRunEnds();
 
+  // For the loop monitor: its record of this loop (null until it needs one),
+  // the name, and the hand-overs queued now and at most.
+  detail::LoopProbe* GetProbe() const { return m_probe.load(std::memory_order_acquire); }
+  void SetProbe(detail::LoopProbe* probe) { m_probe.store(probe, std::memory_order_release); }
+  void CopyName(char* out, std::size_t size);
+  void GetQueueLengths(Tevrol::ULong& now, Tevrol::ULong& highWater);
+
   // For tests: records of the pool, the thread.
   Pool& GetPoolForTesting() { return m_pool; }
   Thread& GetThreadForTesting() { return m_thread; }
@@ -114,7 +125,8 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   bool InsertDelayedTask(QueuedTask* record);
   // Both queueing operations: the queue id, or 0 when refused.
   Tevrol::ULong Enqueue(Task* task, std::uint32_t priority, bool delayed, Tevrol::ULong delay);
-  void PromoteDueRecords(Tevrol::Tick now);
+  // `stamp`: the loop monitor is on, and wants to know when each became due.
+  void PromoteDueRecords(Tevrol::Tick now, bool stamp);
   static void Unlink(QueuedTask*& head, QueuedTask* record);
   static QueuedTask* FindById(QueuedTask* head, Tevrol::ULong id);
   // The start of a run on the calling thread (under m_lock).
@@ -139,6 +151,9 @@ class WorkLoopImpl : public WorkLoop, public Runnable {
   Tevrol::ThreadId m_runner;  // the thread in RunBlockingInternal, 0 between runs
   bool m_deleteWhenRunEnds;
   std::atomic<unsigned> m_setsInFlight;  // raised under m_lock, lowered after the Set
+  Tevrol::ULong m_queued;                // hand-overs in the queues
+  Tevrol::ULong m_queuedHighWater;
+  std::atomic<detail::LoopProbe*> m_probe;
   Thread m_thread;
   detail::SetResetEvent m_shutdownEvent;  // set when a run has ended
 };
