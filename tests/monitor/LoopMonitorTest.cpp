@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -146,8 +147,18 @@ TEST(LoopMonitorTest, CountersNameWhatRanLongestAndWaitedLongest) {
   ThreadHelper::Sleep(20);
   release.Open();
   RunOn(own.loop, "last");
+  // A task that holds the loop: everything before it is counted, it is not.
+  Gate hold, holding;
+  FunctionTask holder("holder", [&] {
+    holding.Open();
+    hold.Wait();
+  });
+  ASSERT_NE(own.loop->PerformTask(&holder, WorkLoop::PriorityNormal), 0u);
+  ASSERT_TRUE(holding.Wait());
 
   ASSERT_TRUE(LoopMonitor::GetHealth(own.loop, health));
+  hold.Open();
+  RunOn(own.loop, "end");
   EXPECT_EQ(health.executed, 7u);  // blocker, 5 quick, last
   EXPECT_EQ(health.queueLength, 0u);
   EXPECT_STREQ(health.longestRun.taskName, "blocker");
@@ -307,6 +318,84 @@ TEST(LoopMonitorTest, TraceHoldsEveryTaskAndAFlowFromEachHandOver) {
   EXPECT_NE(json.find("\"args\":{\"name\":\"MainThreadInvoker [FW]\"}"), std::string::npos);
   EXPECT_FALSE(LoopMonitor::WriteTrace("/nonexistent-folder/trace.json"));
   EXPECT_FALSE(LoopMonitor::StartTrace(0));
+}
+
+// Threads of this process, as the system counts them.
+std::size_t ThreadCount() {
+  std::size_t count = 0;
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("Threads:", 0) == 0) count = std::stoul(line.substr(8));
+  }
+  return count;
+}
+
+// Counters and the trace start no thread; the first limit starts the
+// watchdog's, the last one cleared stops it.
+TEST(LoopMonitorTest, OnlyAWatchdogLimitStartsAThread) {
+  OwnLoop own("threads");
+  RunOn(own.loop, "first");
+  const std::size_t before = ThreadCount();
+  LoopMonitor::EnableCounters(true);
+  ASSERT_TRUE(LoopMonitor::StartTrace(16));
+  RunOn(own.loop, "counted");
+  EXPECT_EQ(ThreadCount(), before);
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 1000));
+  EXPECT_EQ(ThreadCount(), before + 1);
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 1000));  // the same loop again
+  EXPECT_EQ(ThreadCount(), before + 1);
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 0));
+  EXPECT_EQ(ThreadCount(), before);
+  LoopMonitor::StopTrace();
+  LoopMonitor::EnableCounters(false);
+  EXPECT_FALSE(LoopMonitor::SetWatchdogLimit(nullptr, 10));
+}
+
+// A watched loop that goes away stops the watchdog when it was the last one,
+// and a later limit starts it again.
+TEST(LoopMonitorTest, DeletingTheLastWatchedLoopEndsTheWatchdog) {
+  ReportLog log;
+  LoopMonitor::SetWatchdogCallback(&ReportLog::Callback, &log);
+  OwnLoop other("next");
+  RunOn(other.loop, "first");
+  const std::size_t before = ThreadCount();
+  {
+    OwnLoop own("short-lived");
+    ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 1000));
+  }
+  // The watchdog ends on its own thread: wait for it, boundedly.
+  for (int i = 0; i < 3000 && ThreadCount() != before; ++i) ThreadHelper::Sleep(10);
+  EXPECT_EQ(ThreadCount(), before);
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(other.loop, 50));
+  Gate release;
+  FunctionTask slow("slow", [&] { release.Wait(); });
+  ASSERT_NE(other.loop->PerformTask(&slow, WorkLoop::PriorityNormal), 0u);
+  ASSERT_TRUE(log.WaitFor("Hang slow"));
+  release.Open();
+  ASSERT_TRUE(log.WaitFor("HangEnded slow"));
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(other.loop, 0));
+  EXPECT_EQ(ThreadCount(), before);
+  LoopMonitor::SetWatchdogCallback(nullptr, nullptr);
+}
+
+// The end of the process stops the watchdog, also with a watched task still
+// running in a loop of the client and the services in use.
+TEST(LoopMonitorDeathTest, ExitWithAWatchedTaskRunningEndsCleanly) {
+  EXPECT_EXIT(
+      {
+        WorkLoop* const loop = WorkLoop::CreateInstance();
+        loop->Run();
+        LoopMonitor::SetWatchdogLimit(loop, 10);
+        LoopMonitor::SetWatchdogLimit(LoopMonitor::GetTimerServiceLoop(), 10);
+        LoopMonitor::EnableCounters(true);
+        static FunctionTask stuck("stuck", [] {
+          for (;;) pause();  // never ends, and nothing at exit waits for it
+        });
+        loop->PerformTask(&stuck, WorkLoop::PriorityNormal);
+        ThreadHelper::Sleep(30);
+        std::exit(LoopMonitor::IsHealthy() ? 1 : 7);
+      },
+      ::testing::ExitedWithCode(7), "");
 }
 
 }  // namespace
