@@ -40,9 +40,10 @@ struct LoopActivity {
 
 struct LoopHealth {
   char loopName[60];
-  std::uint64_t executed;        // Execute calls (a cancelled hand-over gets Dispose only)
-  Tevrol::ULong queueLength;     // hand-overs queued now, the running one not counted
-  Tevrol::ULong queueHighWater;  // the most ever queued at once
+  std::uint64_t executed;     // Execute calls (a cancelled hand-over gets Dispose only)
+  Tevrol::ULong queueLength;  // hand-overs queued now, the running one not counted
+  // The most queued at once while any part of the monitor was switched on.
+  Tevrol::ULong queueHighWater;
   // From the moment a hand-over is due (its hand-over, or its due time for a
   // delayed one) to its start.
   std::uint64_t longestWaitMicros;
@@ -78,8 +79,8 @@ class TEVROL_EXPORT LoopMonitor {
   static WorkLoop* GetTimerServiceLoop();
   static WorkLoop* GetInvokerLoop();
 
-  // The counters of LoopHealth (but the queue length and its high-water
-  // mark, which are always kept) cost a lock per task: off until switched on.
+  // The counters of LoopHealth (but the queue length, which is always kept)
+  // cost a lock per task: off until switched on.
   static void EnableCounters(bool on);
   // False for a null loop. Counters start at the first task after
   // EnableCounters(true).

@@ -32,6 +32,10 @@ struct LoopProbe;
 // priorities waiting). An idle loop sleeps without a time limit, or until
 // the delayed head is due.
 //
+// The loop monitor's hooks (monitor/LoopHooks.h) run after m_lock is
+// released; under it a step only takes a time stamp. A hand-over that calls
+// a hook counts in m_setsInFlight like one that sets the event.
+//
 // A hand-over sets the wake event after releasing m_lock, so that the woken
 // loop does not meet the lock still taken; m_setsInFlight counts such calls
 // between their unlock and the end of their Set, and the loop is not freed
