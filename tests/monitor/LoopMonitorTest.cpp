@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "TestSupport.h"
@@ -396,6 +398,54 @@ TEST(LoopMonitorDeathTest, ExitWithAWatchedTaskRunningEndsCleanly) {
         std::exit(LoopMonitor::IsHealthy() ? 1 : 7);
       },
       ::testing::ExitedWithCode(7), "");
+}
+
+// Loops that hand tasks to each other while another thread switches every
+// part of the monitor on and off, reads the health, writes the trace and
+// deletes and makes a watched loop: no race, no lost task (the sanitizer
+// stages run this).
+TEST(LoopMonitorTest, SwitchingEverythingWhileLoopsRunLosesNothing) {
+  OwnLoop first("first"), second("second");
+  const int rounds = 20000 / kStressScale;
+  std::atomic<int> executed{0};
+  std::atomic<bool> done{false};
+  FunctionTask there("there", [&] { executed.fetch_add(1); });
+  FunctionTask back("back", [&] {
+    executed.fetch_add(1);
+    second.loop->PerformTask(&there, WorkLoop::PriorityNormal);
+  });
+  std::thread switcher([&] {
+    char path[] = "/tmp/tevrol-trace-XXXXXX";
+    const int descriptor = mkstemp(path);
+    if (descriptor >= 0) close(descriptor);
+    for (int i = 0; !done.load(); ++i) {
+      LoopMonitor::EnableCounters(i % 2 == 0);
+      if (i % 3 == 0) LoopMonitor::StartTrace(64);
+      if (i % 3 == 2) LoopMonitor::StopTrace();
+      LoopMonitor::SetWatchdogLimit(first.loop, i % 4 == 0 ? 0 : 1000);
+      {
+        OwnLoop brief("brief");
+        LoopMonitor::SetWatchdogLimit(brief.loop, 1000);
+      }
+      LoopHealth health{};
+      LoopMonitor::GetHealth(second.loop, health);
+      if (i % 5 == 0 && descriptor >= 0) LoopMonitor::WriteTrace(path);
+      LoopMonitor::IsHealthy();
+    }
+    unlink(path);
+  });
+  for (int i = 0; i < rounds; ++i) {
+    ASSERT_NE(first.loop->PerformTask(&back, static_cast<WorkLoop::EPriorityValue>(i % 3)), 0u);
+    if (i % 50 == 49) RunOn(second.loop, "sync");
+  }
+  RunOn(first.loop, "drain");
+  RunOn(second.loop, "drain");
+  done.store(true);
+  switcher.join();
+  EXPECT_EQ(executed.load(), 2 * rounds);
+  LoopMonitor::SetWatchdogLimit(first.loop, 0);
+  LoopMonitor::StopTrace();
+  LoopMonitor::EnableCounters(false);
 }
 
 }  // namespace
