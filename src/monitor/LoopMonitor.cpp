@@ -389,9 +389,11 @@ void MonitorTaskStart(WorkLoopImpl* loop, Task* task, Tevrol::ULong queueId, std
 void MonitorExecuteEnd(WorkLoopImpl* loop, bool executed) {
   LoopProbe* const probe = loop->GetProbe();
   if (probe == nullptr || t_running != probe) return;
-  probe->executeEnd = executed ? MonitorNowMicros() : probe->taskStart;
   probe->executed = executed;
+  // The end of Execute is read only for the trace; 0 stands for "not read".
+  probe->executeEnd = executed ? 0 : probe->taskStart;
   if (executed && (MonitorFlags() & kMonitorTrace) != 0) {
+    probe->executeEnd = MonitorNowMicros();
     TraceTask(probe, TraceKind::Execute, probe->taskStart, probe->executeEnd, nullptr,
               probe->startQueueLength);
   }
@@ -403,7 +405,7 @@ void MonitorTaskEnd(WorkLoopImpl* loop) {
   t_running = nullptr;
   const std::uint64_t now = MonitorNowMicros();
   const unsigned flags = MonitorFlags();
-  if ((flags & kMonitorTrace) != 0) {
+  if ((flags & kMonitorTrace) != 0 && probe->executeEnd != 0) {
     TraceTask(probe, TraceKind::Dispose, probe->executeEnd, now, nullptr, 0);
   }
   WatchdogReport ended{};
