@@ -3,7 +3,7 @@
 #   libtevroldll-dev         dev: headers, CMake package, pkg-config file, the ARM
 #                            toolchain file; depends on the library package of the
 #                            same version
-#   tevrol-tools             tools: tevrol_config
+#   tevrol-tools             tools: tevrol_config, tevrol_trace_svg
 # The packages install under /usr. Configure with -DCMAKE_INSTALL_PREFIX=/usr
 # so that the library lands in Debian's multiarch folder (lib/<triplet>), then
 # run cpack in the build folder.
@@ -93,9 +93,10 @@ the pkg-config file (tevroldll) and a CMake toolchain file for 32-bit ARM
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tevrol-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "configuration checker of the TevrolDLL configuration store
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "configuration checker and trace viewer of TevrolDLL
 tevrol_config reads a configuration folder exactly as the store does, prints
 the groups and keys that result and names every line that was dropped or read
-otherwise. Its exit status lets a script or a CI job catch such a file.")
+otherwise. Its exit status lets a script or a CI job catch such a file.
+tevrol_trace_svg draws a task trace of the loop monitor as an SVG timeline.")
 
 include(CPack)

@@ -20,7 +20,8 @@ fi
 build="${1:-build/fuzz}"
 case "$build" in /*) ;; *) build="$root/$build" ;; esac
 targets=(${TEVROL_FUZZ_TARGETS:-fuzz_priority_file fuzz_path fuzz_strfunctions fuzz_wildcard
-  fuzz_timedate fuzz_containers fuzz_config_import fuzz_ring_buffer fuzz_workloop fuzz_timer_list})
+  fuzz_timedate fuzz_containers fuzz_config_import fuzz_ring_buffer fuzz_workloop fuzz_timer_list
+  fuzz_trace_svg})
 total="${TEVROL_FUZZ_SECONDS:-60}"
 each=$(( total / ${#targets[@]} ))
 [ "$each" -ge 1 ] || each=1

@@ -102,6 +102,14 @@ stage_normal() {
     -Wl,-rpath,"$(PKG_CONFIG_PATH="$pc" pkg-config --variable=libdir tevroldll)" -pthread
   quietly "$dir/consumer-first/first_program_pc"
   echo "first program against the installed package (CMake, pkg-config): ok"
+  # The loop health example the same way; its trace drawn by the installed tool.
+  local health="$dir/consumer-health"
+  rm -rf "$health"
+  quietly cmake -S examples/loop_health -B "$health" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build "$health"
+  (cd "$health" && quietly ./loop_health trace.json &&
+    quietly "$prefix/bin/tevrol_trace_svg" trace.json trace.svg)
+  echo "loop health example against the installed package, its trace drawn by the installed tool: ok"
   # The Debian packages, unpacked: the dev package depends on the library
   # package of the same version, the example builds against all of them and
   # runs with the library package alone, the tool runs.
@@ -116,8 +124,9 @@ stage_normal() {
     { echo "libtevroldll-dev does not depend on libtevroldll0 (= $version)"; return 1; }
   consumer_builds "$dir/consumer-deb" "$unpacked/usr" "$unpacked/usr/$libdir" "$runtime/usr/$libdir"
   "$unpacked/usr/bin/tevrol_config" examples/config_good >/dev/null
+  "$unpacked/usr/bin/tevrol_trace_svg" --help >/dev/null
   names=$(for deb in "$pkgs"/*.deb; do dpkg-deb -f "$deb" Package; done)
-  echo "Debian packages ${names//$'\n'/ } $version: consumer builds and tool: ok"
+  echo "Debian packages ${names//$'\n'/ } $version: consumer builds and tools: ok"
   rm -rf "$unpacked" "$runtime"
   bash scripts/check-abi.sh "$dir"
 }

@@ -343,9 +343,12 @@ void MonitorTaskStart(WorkLoopImpl* loop, Task* task, Tevrol::ULong queueId, std
   probe->executed = false;
   probe->startQueueLength = static_cast<std::uint32_t>(queueLength);
   const unsigned flags = MonitorFlags();
-  // Wrap-safe in 32 bits: waits up to 71 minutes are told right.
+  // Wrap-safe in 32 bits: waits up to 71 minutes are told right. The stamp
+  // has its low bit set: so must now, or a start in the stamp's microsecond
+  // would read as 2^32 - 1.
   const std::uint64_t waited =
-      dueStamp != 0 ? static_cast<std::uint32_t>(static_cast<std::uint32_t>(now) - dueStamp) : 0;
+      dueStamp != 0 ? static_cast<std::uint32_t>((static_cast<std::uint32_t>(now) | 1u) - dueStamp)
+                    : 0;
   WatchdogReport congestion{};
   bool report = false;
   std::uint64_t deadline = UINT64_MAX;

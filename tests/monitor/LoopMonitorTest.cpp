@@ -172,6 +172,32 @@ TEST(LoopMonitorTest, CountersNameWhatRanLongestAndWaitedLongest) {
   LoopMonitor::EnableCounters(false);
 }
 
+// A delayed task is stamped when it becomes due and often starts within the
+// same microsecond: its wait is 0, not the 32-bit stamp's wrap, and a queue
+// behind it is no congestion.
+TEST(LoopMonitorTest, ATaskStartedAsItBecomesDueWaitedNothing) {
+  LoopMonitor::EnableCounters(true);
+  ReportLog log;
+  LoopMonitor::SetWatchdogCallback(&ReportLog::Callback, &log);
+  OwnLoop own("due");
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 1000));
+  FunctionTask quick("quick", [] {});
+  for (int round = 0; round < 50; ++round) {
+    for (int i = 0; i < 5; ++i) {
+      ASSERT_NE(own.loop->PerformTaskDelayed(&quick, 1, WorkLoop::PriorityNormal), 0u);
+    }
+    ThreadHelper::Sleep(3);
+  }
+  RunOn(own.loop, "end");
+  LoopHealth health{};
+  ASSERT_TRUE(LoopMonitor::GetHealth(own.loop, health));
+  EXPECT_LT(health.longestWaitMicros, 1000000u) << health.longestWait.taskName;
+  EXPECT_EQ(log.Entries(), std::vector<std::string>{});
+  ASSERT_TRUE(LoopMonitor::SetWatchdogLimit(own.loop, 0));
+  LoopMonitor::SetWatchdogCallback(nullptr, nullptr);
+  LoopMonitor::EnableCounters(false);
+}
+
 TEST(LoopMonitorTest, WatchdogReportsAHangOnceWhileItRunsAndAgainWhenItEnds) {
   ReportLog log;
   LoopMonitor::SetWatchdogCallback(&ReportLog::Callback, &log);
