@@ -74,9 +74,11 @@ def check(trace, expectations):
     orphans = [flow for flow, _ in ends if flow not in starts]
     if orphans:
         problems.append(f"{len(orphans)} flow ends without a start (id {orphans[0]})")
-    # Told, not failed: a hand-over is stamped after it was queued, so a task
-    # may start a few microseconds before its hand-over's time.
+    # A hand-over is stamped under the loop's lock, before the loop can start
+    # the task: a flow never points backwards.
     early = sum(1 for flow, at in ends if flow in starts and at < starts[flow])
+    if early:
+        problems.append(f"{early} flows end before their start")
 
     def label(thread):
         name = names.get(thread)
@@ -107,7 +109,7 @@ def check(trace, expectations):
             problems.append(f"{thread}:{category} is {got}, expected {relation}{expected}")
 
     summary = (f"{sum(len(items) for items in slices.values())} complete events on "
-               f"{len(slices)} threads, {len(ends)} flows ({early} end before their start), "
+               f"{len(slices)} threads, {len(ends)} flows, "
                f"{len(expectations)} counts")
     return problems, summary
 

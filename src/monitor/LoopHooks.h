@@ -32,17 +32,17 @@ inline unsigned MonitorFlags() {
 
 std::uint64_t MonitorNowMicros();
 
-// When a hand-over became due, as the low 32 bits of MonitorNowMicros; never
-// 0, which stands for "not stamped" (the monitor was off).
-inline std::uint32_t MonitorDueStamp() {
-  return static_cast<std::uint32_t>(MonitorNowMicros()) | 1u;
+// When a hand-over became due (`now`, a MonitorNowMicros reading), as its low
+// 32 bits; never 0, which stands for "not stamped" (the monitor was off).
+inline std::uint32_t MonitorDueStamp(std::uint64_t now) {
+  return static_cast<std::uint32_t>(now) | 1u;
 }
 
 enum class LoopEvent { Cancel, Remove, Shutdown };
 
 // `taskName` was read before the hand-over: the task may be gone by now.
 void MonitorHandOver(WorkLoopImpl* loop, char const* taskName, Tevrol::ULong queueId,
-                     std::uint32_t priority, Tevrol::ULong queueLength);
+                     std::uint32_t priority, Tevrol::ULong queueLength, std::uint64_t at);
 // Around one record's Execute (skipped for a cancelled one) and Dispose, on
 // the loop's thread.
 void MonitorTaskStart(WorkLoopImpl* loop, Task* task, Tevrol::ULong queueId, std::uint32_t priority,

@@ -315,13 +315,13 @@ void TraceTask(LoopProbe* probe, TraceKind kind, std::uint64_t start, std::uint6
 }  // namespace
 
 void MonitorHandOver(WorkLoopImpl* loop, char const* taskName, Tevrol::ULong queueId,
-                     std::uint32_t priority, Tevrol::ULong queueLength) {
+                     std::uint32_t priority, Tevrol::ULong queueLength, std::uint64_t at) {
   if ((MonitorFlags() & kMonitorTrace) == 0 || !TraceIsOn() || Monitor::Ended()) return;
   LoopProbe* const probe = Monitor::Get().ProbeOf(loop);
   if (probe == nullptr) return;
   TraceRecord record{};
   record.kind = TraceKind::HandOver;
-  record.start = MonitorNowMicros();
+  record.start = at;
   record.loop = probe->serial;
   record.queueId = queueId;
   record.priority = priority;

@@ -122,7 +122,9 @@ Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool del
   record->m_priority = priority;
   record->m_cancelled = false;
   record->m_due = delayed ? ThreadHelper::GetTickCount() + delay : 0;
-  record->m_dueStamp = monitor != 0 && !delayed ? detail::MonitorDueStamp() : 0;
+  // Under m_lock, so that the hand-over is stamped before the loop can start it.
+  const std::uint64_t handedOverAt = monitor != 0 ? detail::MonitorNowMicros() : 0;
+  record->m_dueStamp = monitor != 0 && !delayed ? detail::MonitorDueStamp(handedOverAt) : 0;
   record->m_task = task;
   record->m_queueId = static_cast<Tevrol::ULong>(m_nextQueueId++);
   const bool wake = delayed ? InsertDelayedTask(record) : InsertPriorizedTask(record);
@@ -146,7 +148,7 @@ Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool del
       m_wakeEvent.SetWakingAfterUnlock();
     }
     if (monitor != 0) {
-      detail::MonitorHandOver(this, name, id, priority, queued);
+      detail::MonitorHandOver(this, name, id, priority, queued, handedOverAt);
     }
     m_setsInFlight.fetch_sub(1, std::memory_order_release);  // the last touch of the loop
   }
@@ -445,7 +447,7 @@ void WorkLoopImpl::PromoteDueRecords(Tevrol::Tick now, bool stamp) {
     }
     Unlink(m_delayedHead, record);
     if (stamp && dueStamp == 0) {
-      dueStamp = detail::MonitorDueStamp();
+      dueStamp = detail::MonitorDueStamp(detail::MonitorNowMicros());
     }
     record->m_dueStamp = dueStamp;
     InsertPriorizedTask(record);
