@@ -113,12 +113,27 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   Path const path(input);
   Long const net = path.GetNetworkPartForTesting();
   TxString const prepared = Prepared(input);
-  FUZZ_CHECK(Tevrol::File::isNetworkPath(path) == Tevrol::File::isNetworkPath(prepared));
 
-  // "file://srv", "file://" and "\\\\srv": how these end is left open.
+  // "file://srv", "file://" and "\\\\srv" name no share: no network part,
+  // and the text is a local one in the local normal form, which builds the
+  // same path again.
   bool const openNetworkText =
       Tevrol::File::isNetworkPath(prepared) && prepared.IndexOf(TxChar('/'), 7) < 0;
-  if (!openNetworkText) {
+  FUZZ_CHECK(Tevrol::File::isNetworkPath(path) ==
+             (Tevrol::File::isNetworkPath(prepared) && !openNetworkText));
+  if (openNetworkText) {
+    FUZZ_CHECK(net == -1);
+    FUZZ_CHECK(!path.IsAbsolute());
+    FUZZ_CHECK(path.GetLength() <= 1024);
+    FUZZ_CHECK(!path.Contains(TxChar(':')) && !path.Contains(TxChar('\\')));
+    FUZZ_CHECK(!path.Contains(TxString("//")) && !path.EndsWith(TxChar('/')));
+    if (!path.IsEmpty()) {
+      FUZZ_CHECK(!IsBlank(path[0]) && !IsBlank(path[path.GetLength() - 1]));
+    }
+    Path const rebuilt{TxString(path)};
+    FUZZ_CHECK(rebuilt == path);
+    FUZZ_CHECK(rebuilt.GetNetworkPartForTesting() == -1);
+  } else {
     FUZZ_CHECK(net >= -1 && net <= path.GetLength());
     FUZZ_CHECK((net >= 0) == Tevrol::File::isNetworkPath(prepared));
     if (net >= 0) {

@@ -55,15 +55,19 @@ bool ConfigKeyDataContainer::SetStringValue(TxString const& value) {
 }
 
 bool ConfigKeyDataContainer::SetDataChunk(unsigned char* data, Tevrol::ULong size) {
-  m_valueKind = ByteArray;
-  delete[] m_dataChunk;
-  m_dataChunk = new unsigned char[size];
+  // Copied before the old chunk is freed, not after: data may point into it
+  // (a value stored again from GetDataChunk), and freeing first would read
+  // freed memory.
+  auto* const chunk = new unsigned char[size];
   // A null source with a length is taken as that many zero bytes, never read.
   if (data != nullptr) {
-    std::memcpy(m_dataChunk, data, size);
+    std::memcpy(chunk, data, size);
   } else {
-    std::memset(m_dataChunk, 0, size);
+    std::memset(chunk, 0, size);
   }
+  delete[] m_dataChunk;
+  m_dataChunk = chunk;
   m_dataChunkSize = size;
+  m_valueKind = ByteArray;
   return true;
 }

@@ -134,7 +134,8 @@ bool ConfigSystemImpl::RetrieveByteArray(TxString const& group, TxString const& 
   Tevrol::ULong size = 0;
   if (container == nullptr || !container->GetDataChunk(data, size)) return false;
   length = size < bufferSize ? size : bufferSize;
-  if (length > 0) std::memcpy(buffer, data, length);
+  // memmove: buffer may be the key's own chunk, or overlap it.
+  if (length > 0) std::memmove(buffer, data, length);
   return true;
 }
 

@@ -1,5 +1,7 @@
 #include "file/FileOperations.h"
 
+#include <deque>
+
 #include "file/FileOperationsImpl.h"
 #include "file/PathConstants.h"
 #include "file/PathHelper.h"
@@ -33,6 +35,96 @@ bool RefusedPair(Path const& source, Path const& destination, ErrorCode& error) 
   }
   return false;
 }
+
+// Remove and RemoveAll as one walk over a list of levels on the heap rather
+// than calling each other once per folder: a library thread has 64 KiB of
+// stack, and the depth of a tree is bounded only by the system's path limit.
+// Each level is one folder being emptied, with the search made when the walk
+// reached it; the walk goes depth first, entries in search order, and a
+// folder's own Remove comes once its entries are done.
+class RemovalWalk {
+ public:
+  explicit RemovalWalk(ErrorCode& error) : m_error(error) {}
+
+  // The steps of Remove before a folder's entries: false when path is done
+  // (removed says how it went), true when its level was added to the list.
+  bool Begin(Path const& path, bool& removed) {
+    removed = false;
+    if (!path.IsAbsolute()) {
+      Report(m_error, ErrorCode::NotAbsolute);
+      return false;
+    }
+    if (PathHelper::IsDotDirectory(path)) return false;
+    // A symbolic link to a directory goes as the link alone: emptying its
+    // target would destroy data outside the tree the caller named.
+    if (FileOperationsImpl::GetFileStatus(path) == FileStatus::StatusDirectory &&
+        !FileOperationsImpl::IsSymbolicLink(path)) {
+      // As RemoveAll(path + "*"), whose search lists path itself.
+      Descend(Path(path, Path(Get_starLeaf())), path, true);
+      return true;
+    }
+    removed = FileOperationsImpl::Remove(path, m_error);
+    return false;
+  }
+
+  // Adds the level of a search, made now; folder is removed after its
+  // entries when removeFolder is set.
+  void Descend(Path const& search, Path const& folder, bool removeFolder) {
+    m_levels.emplace_back(search, folder, removeFolder, m_error);
+  }
+
+  // Works the list off. Gives the count of entries of the first level that
+  // went, as RemoveAll counts them; the counts of deeper levels are not
+  // looked at. removed gets the result of the first level's own folder.
+  std::int32_t Run(bool& removed) {
+    std::int32_t count = 0;
+    while (!m_levels.empty()) {
+      Level& level = m_levels.back();
+      Path const entry = *level.entries;
+      bool const first = m_levels.size() == 1;
+      bool done = false;
+      if (!entry.IsEmpty()) {
+        ++level.entries;
+        // Only results that name an entry of base itself are removed. A name
+        // that Path cannot append (":" at index 1, " ", "\\") yields base,
+        // which would be walked without end; one with "\\" or ".." parts
+        // ("..\\x") would name something elsewhere, even outside the tree.
+        if (entry.GetParent() != level.base || Begin(entry, done)) continue;
+      } else {
+        bool const removeFolder = level.removeFolder;
+        Path const folder = level.folder;
+        m_levels.pop_back();
+        if (!removeFolder) continue;
+        done = FileOperationsImpl::Remove(folder, m_error);
+        if (first) {
+          removed = done;
+          continue;
+        }
+      }
+      // The Remove of an entry of the first level, or of a folder listed there.
+      if (done && m_levels.size() == 1) ++count;
+    }
+    return count;
+  }
+
+ private:
+  struct Level {
+    Level(Path const& search, Path const& folder_, bool removeFolder_, ErrorCode& error)
+        : entries(FileOperations::FindFiles(search, error)),
+          // The folder the search lists, as FindFiles takes it.
+          base(HasWildcardLeaf(search) ? search.GetParent() : search),
+          folder(folder_),
+          removeFolder(removeFolder_) {}
+    FindIterator entries;
+    Path base;
+    Path folder;
+    bool removeFolder;
+  };
+
+  ErrorCode& m_error;
+  // A deque keeps its elements in place as it grows: nothing is copied.
+  std::deque<Level> m_levels;
+};
 
 }  // namespace
 
@@ -101,18 +193,10 @@ bool FileOperations::Rename(Path const& source, Path const& destination, bool ov
 }
 
 bool FileOperations::Remove(Path const& path, ErrorCode& error) {
-  if (!path.IsAbsolute()) {
-    Report(error, ErrorCode::NotAbsolute);
-    return false;
-  }
-  if (PathHelper::IsDotDirectory(path)) return false;
-  // A symbolic link to a directory goes as the link alone: emptying its
-  // target would destroy data outside the tree the caller named.
-  if (FileOperationsImpl::GetFileStatus(path) == FileStatus::StatusDirectory &&
-      !FileOperationsImpl::IsSymbolicLink(path)) {
-    RemoveAll(Path(path, Path(Get_starLeaf())), error);
-  }
-  return FileOperationsImpl::Remove(path, error);
+  RemovalWalk walk(error);
+  bool removed = false;
+  if (walk.Begin(path, removed)) walk.Run(removed);
+  return removed;
 }
 
 std::int32_t FileOperations::RemoveAll(Path const& path, ErrorCode& error) {
@@ -120,18 +204,10 @@ std::int32_t FileOperations::RemoveAll(Path const& path, ErrorCode& error) {
     Report(error, ErrorCode::NotAbsolute);
     return 0;
   }
-  std::int32_t removed = 0;
-  for (FindIterator it = FindFiles(path, error); !(*it).IsEmpty(); ++it) {
-    Path const entry = *it;
-    Path const& base = it.m_base;
-    // Only results that name an entry of base itself are removed. A name that
-    // Path cannot append (":" at index 1, " ", "\\") yields base, which would
-    // recurse without end; one with "\\" or ".." parts ("..\\x") would name
-    // something elsewhere, even outside the tree.
-    if (entry.GetParent() != base) continue;
-    if (Remove(entry, error)) ++removed;
-  }
-  return removed;
+  RemovalWalk walk(error);
+  walk.Descend(path, Path(), false);
+  bool unused = false;
+  return walk.Run(unused);
 }
 
 bool FileOperations::CreateDir(Path const& path, ErrorCode& error) {

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <regex.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -91,6 +92,56 @@ bool WriteAll(int fd, char const* data, ssize_t count, ErrorCode& error) {
 }
 
 }  // namespace
+
+namespace detail {
+
+namespace {
+
+// Up to here regcomp stays within a few KiB of stack (measured on glibc).
+constexpr int kInlineStars = 16;
+constexpr std::size_t kCompileStackBytes = std::size_t{8} << 20;
+
+bool CompilesInline(char const* expression) {
+  int stars = 0;
+  for (char const* at = expression; *at != '\0'; ++at) {
+    if (*at == '*' && ++stars > kInlineStars) return false;
+    if (*at == '\\') {
+      if (at[1] != '.') return false;
+      ++at;
+    }
+  }
+  return true;
+}
+
+struct CompileJob {
+  regex_t* compiled;
+  char const* expression;
+  int result;
+};
+
+void* CompileOnThread(void* argument) {
+  auto* const job = static_cast<CompileJob*>(argument);
+  job->result = regcomp(job->compiled, job->expression, REG_ICASE);
+  return nullptr;
+}
+
+}  // namespace
+
+int CompileWildcard(regex_t& compiled, char const* expression) {
+  if (CompilesInline(expression)) return regcomp(&compiled, expression, REG_ICASE);
+  CompileJob job{&compiled, expression, REG_ESPACE};
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return job.result;
+  pthread_t thread;
+  if (pthread_attr_setstacksize(&attributes, kCompileStackBytes) == 0 &&
+      pthread_create(&thread, &attributes, &CompileOnThread, &job) == 0) {
+    pthread_join(thread, nullptr);
+  }
+  pthread_attr_destroy(&attributes);
+  return job.result;
+}
+
+}  // namespace detail
 
 bool FileOperationsImpl_HandleLastError(ErrorCode& error) {
   int const number = errno;
@@ -229,7 +280,7 @@ Tevrol::Long FileOperationsImpl::FindFiles(TxString const& directory, TxString c
   char expression[detail::kWildcardExpressionBytes];
   detail::TranslateWildcard(pattern, expression);
   regex_t compiled;
-  if (regcomp(&compiled, expression, REG_ICASE) != 0) return names.GetSize();
+  if (detail::CompileWildcard(compiled, expression) != 0) return names.GetSize();
   DIR* const folder = opendir(directory.ToAscii());
   if (folder == nullptr) {
     regfree(&compiled);

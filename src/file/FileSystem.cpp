@@ -144,7 +144,7 @@ DirEntry* FileSystem::GetFirstEntry(TxString const* pattern) {
     m_search->regexValid = false;
   }
   m_useFilter = true;
-  if (regcomp(&m_search->regex, expression, REG_ICASE) != 0) return nullptr;
+  if (Tevrol::File::detail::CompileWildcard(m_search->regex, expression) != 0) return nullptr;
   m_search->regexValid = true;
   return GetNextEntry();
 }

@@ -7,8 +7,9 @@
 class HelperFunctionsPD {
  public:
   // The process's argument vector as it was started, ending with a null
-  // entry; stands in for QNX's _argv. Read once, at the first call, and kept
-  // for the life of the process; a vector that cannot be read is empty.
+  // entry; stands in for QNX's _argv. Read at the first call that succeeds
+  // and kept for the life of the process; until then every call reads again,
+  // and one that cannot read gives an empty vector. No lock once kept.
   static char const* const* GetArgv();
   // getcwd into buffer; when it fails, the strerror text of its errno.
   static char const* GetCurrentWorkingDirectory(char* buffer, std::size_t size);

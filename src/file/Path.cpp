@@ -20,11 +20,19 @@ Path::Path(TxString const& text) : TxString(text.Trimmed()), m_networkPart(-1) {
     Init();
     return;
   }
-  Tevrol::Long networkPart = findNetWorkPart(*this);
+  const Tevrol::Long networkPart = findNetWorkPart(*this);
   if (networkPart < 0) {
-    // No '/' after "file://": the host alone names its root, as "file://srv/" does.
-    TxString::Append(Get_pathSep());
-    networkPart = findNetWorkPart(*this);
+    // No '/' after "file://" ("file://srv", "file://"): no share is named,
+    // so there is no network part and the whole text is a local one, in the
+    // local normal form. Trimmed again, and repeated until nothing changes,
+    // so that the result builds the same path again ("file://a :" loses its
+    // ':' and then its blank). Each round only shortens the text.
+    for (Tevrol::Long length = -1; length != GetLength();) {
+      length = GetLength();
+      Init();
+      TxString::operator=(Trimmed());
+    }
+    return;
   }
   const TxString prefix = Left(networkPart);
   TxString::operator=(Mid(networkPart, -1));

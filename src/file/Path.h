@@ -21,8 +21,13 @@ namespace File {
 // - holds ':' only as a drive separator at its index 1,
 // - ends with '/' only when it is "/" or a drive root such as "C:/",
 // - has at most 1024 characters (the network part does not count).
-// A network text without a '/' at or after index 7 ("file://srv", "file://")
-// gets one: it is the same path as "file://srv/" ("file:///").
+// A network text without a '/' at or after index 7 ("file://srv", "file://",
+// "file://localhost", and "\\\\srv", which becomes "file://srv") names no
+// share: it has no network part (-1) and is normalised whole as a local text,
+// until that changes it no more: "file://srv" gives "file/srv", "file://"
+// gives "file". Such a path is relative, so FileOperations refuses it rather
+// than reach a "file:" folder below the working directory. Built again, the
+// text stays as it is.
 // Odd input can end outside this list, since construction works in fixed
 // steps: a ':' goes after "//" is collapsed ("a/:/b" gives "a//b"), the cut
 // to 1024 comes after the trailing '/' goes, and a blank before a final '/'

@@ -98,7 +98,8 @@ void ThreadPD::SetFriendlyName(char const* name) {
     return;
   }
   const size_t length = strnlen(name, kMaxNameLength);
-  std::memcpy(m_friendlyName, name, length);
+  // memmove: name may be this thread's own name, or a part of it.
+  std::memmove(m_friendlyName, name, length);
   m_friendlyName[length] = '\0';
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "ConfigTestSupport.h"
 #include "TestSupport.h"
@@ -119,6 +120,65 @@ TEST(ConfigSystemImplTest, KindsRetrievesAndDeletes) {
   store.Shutdown();
   EXPECT_EQ(Dump(store), "");
   store.Shutdown();  // twice is harmless
+}
+
+// A value stored again from the key's own storage, whole or in part, and a
+// byte array read back into that storage arrive whole: the old value goes
+// only after the new one is copied.
+TEST(ConfigSystemImplTest, ValuesFromTheKeysOwnStorageArriveWhole) {
+  ConfigSystemImpl store;
+  unsigned char bytes[64];
+  for (unsigned i = 0; i < sizeof bytes; ++i) bytes[i] = static_cast<unsigned char>(i + 1);
+  auto const chunk = [&] {
+    unsigned char* data = nullptr;
+    Tevrol::ULong size = 0;
+    store.GetKeyDataContainer("G", "b")->GetDataChunk(data, size);
+    return std::pair<unsigned char*, Tevrol::ULong>(data, size);
+  };
+  auto const stored = [&] {
+    auto const [data, size] = chunk();
+    return std::vector<unsigned char>(data, data + size);
+  };
+  std::vector<unsigned char> expected(bytes, bytes + sizeof bytes);
+  store.StoreByteArray("G", "b", bytes, sizeof bytes);
+  // Rows: offset into the stored chunk and length of the source.
+  for (auto const& [offset, length] : {std::pair<Tevrol::ULong, Tevrol::ULong>{0, 64},
+                                       {0, 64},
+                                       {8, 40},
+                                       {0, 32},
+                                       {31, 1},
+                                       {0, 0}}) {
+    SCOPED_TRACE(std::to_string(offset) + "+" + std::to_string(length));
+    expected =
+        std::vector<unsigned char>(expected.begin() + offset, expected.begin() + offset + length);
+    EXPECT_TRUE(store.StoreByteArray("G", "b", chunk().first + offset, length));
+    EXPECT_EQ(stored(), expected);
+  }
+  store.StoreByteArray("G", "b", bytes, sizeof bytes);
+  Tevrol::ULong length = 0;
+  EXPECT_TRUE(store.RetrieveByteArray("G", "b", chunk().first, 64, length));
+  EXPECT_EQ(stored(), std::vector<unsigned char>(bytes, bytes + 64));
+  EXPECT_TRUE(store.RetrieveByteArray("G", "b", chunk().first + 1, 63, length));
+  EXPECT_EQ(length, 63u);
+  expected.assign(bytes, bytes + 64);
+  expected.insert(expected.begin() + 1, bytes, bytes + 63);
+  expected.resize(64);
+  EXPECT_EQ(stored(), expected);
+
+  // Texts and names taken from the object they are given to.
+  store.SetAppName("app");
+  store.SetAppName(store.GetAppName());
+  store.SetPersistentStorageFolder("/folder");
+  store.SetPersistentStorageFolder(store.GetPersistentStorageFolder());
+  EXPECT_EQ(store.GetAppName(), TxString("app"));
+  EXPECT_EQ(store.GetPersistentStorageFolder(), TxString("/folder"));
+  ConfigKeyDataContainer alone;
+  alone.SetKeyName("prefix.key");
+  alone.SetKeyName(alone.GetKeyName() + 7);
+  EXPECT_STREQ(alone.GetKeyName(), "key");
+  alone.SetKeyName(alone.GetKeyName());
+  EXPECT_STREQ(alone.GetKeyName(), "key");
+  store.Shutdown();
 }
 
 // The flags and the timer of a change, seen through the timer service.

@@ -1,6 +1,9 @@
 #include "file/HelperFunctions.h"
 
+#include <sys/resource.h>
 #include <algorithm>
+
+#include <cstdlib>
 #include <cstring>
 
 #include "FileTestSupport.h"
@@ -86,6 +89,33 @@ TEST_F(HelperFunctionsTest, ExecutableFolderForEveryKindOfExecutablePath) {
     }
     EXPECT_EQ(absolute, row.absolute);
   }
+}
+
+// The argument vector is read once, at the first call that can read it: a
+// first call with every descriptor in use gives the empty text, and the next
+// call reads it after all. Run in a fresh process, where no call came first.
+TEST_F(HelperFunctionsTest, ExecutableNameIsReadAgainAfterAFailedFirstRead) {
+  if (std::getenv("TEVROL_ARGV_CHILD") == nullptr) {
+    // Under qemu no program can exec another ARM program: the child runs through the emulator.
+    std::string const child = "TEVROL_ARGV_CHILD=1 $TEST_EMULATOR " +
+                              std::filesystem::read_symlink("/proc/self/exe").string() +
+                              " --gtest_filter=HelperFunctionsTest."
+                              "ExecutableNameIsReadAgainAfterAFailedFirstRead >/dev/null 2>&1";
+    EXPECT_EQ(std::system(child.c_str()), 0);
+    return;
+  }
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  rlimit const low{64, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+  std::vector<int> taken;
+  for (int fd = dup(0); fd >= 0; fd = dup(0)) taken.push_back(fd);
+  std::string const first = Str(HelperFunctions::GetExecutableNameWithFolder());
+  for (int fd : taken) close(fd);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(first, "");
+  std::string const name = Str(HelperFunctions::GetExecutableNameWithFolder());
+  EXPECT_EQ(name.substr(name.rfind('/') + 1), "file_tests");
 }
 
 // The working directory, or, once it is gone, the error's text in its place.

@@ -240,6 +240,18 @@ TEST(ThreadNameTest, FullNameKeptAndOsNameCutTo15Bytes) {
   }
 }
 
+// A name taken from the thread's own name, whole or from a later position.
+TEST(ThreadNameTest, NameFromItsOwnNameIsKept) {
+  RecordingRunnable runnable;
+  Thread thread(&runnable);
+  ThreadPD& platform = thread.GetPlatformThread();
+  platform.SetFriendlyName("WL worker-thread-name");
+  platform.SetFriendlyName(platform.GetFriendlyName());
+  EXPECT_STREQ(platform.GetFriendlyName(), "WL worker-thread-name");
+  platform.SetFriendlyName(platform.GetFriendlyName() + 3);
+  EXPECT_STREQ(platform.GetFriendlyName(), "worker-thread-name");
+}
+
 TEST(ThreadPriorityTest, StartAsksForTheTableEntryOfItsPriorityAndType) {
   using P = ThreadPriorities;
   const struct {
