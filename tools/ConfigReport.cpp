@@ -4,27 +4,14 @@
 
 #include "config/ConfigKeyDataContainer.h"
 #include "config/ConfigSystemImpl.h"
+#include "frame/text/JsonText.h"
 
 namespace {
 
-// A JSON string. The file's bytes are Latin-1: each byte over 0x7F is the
-// code point of the same value, so the output stays valid UTF-8.
 std::string Json(std::string const& bytes) {
-  std::string out = "\"";
-  for (char const ch : bytes) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c >= 0x20 && c < 0x7F) {
-      out += static_cast<char>(c);
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      out += escaped;
-    }
-  }
-  return out + "\"";
+  std::string out;
+  AppendJsonString(out, bytes.data(), bytes.size());
+  return out;
 }
 
 std::string Hex(std::vector<unsigned char> const& bytes, char const* separator) {

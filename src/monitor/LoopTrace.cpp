@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "file/FilePD.h"
+#include "frame/text/JsonText.h"
 #include "monitor/LoopProbe.h"
 
 namespace detail {
@@ -142,29 +143,23 @@ class TraceRing {
   std::vector<LoopName> m_loops;
 };
 
-// A JSON string of Latin-1 bytes.
-void AppendString(std::string& out, char const* text) {
-  out += '"';
-  for (; *text != '\0'; ++text) {
-    const auto c = static_cast<unsigned char>(*text);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c >= 0x20 && c < 0x7F) {
-      out += static_cast<char>(c);
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      out += escaped;
-    }
-  }
-  out += '"';
-}
-
 void AppendNumber(std::string& out, std::uint64_t value) {
   char digits[24];
   std::snprintf(digits, sizeof digits, "%" PRIu64, value);
   out += digits;
+}
+
+void AppendString(std::string& out, char const* text) {
+  AppendJsonString(out, text, std::strlen(text));
+}
+
+// The metadata event that names a thread.
+void AppendThreadName(std::string& out, std::uint32_t thread, char const* name) {
+  out += ",\n{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":";
+  AppendNumber(out, thread);
+  out += ",\"args\":{\"name\":";
+  AppendString(out, name);
+  out += "}}";
 }
 
 // "pid", "tid" and "ts" of an event on `thread` at `ts`, with a leading comma.
@@ -241,24 +236,14 @@ bool TraceWrite(char const* path) {
   out += "{\"name\":\"process_name\",\"ph\":\"M\",\"pid\":1,\"args\":{\"name\":\"TevrolDLL\"}}";
   // Threads that recorded without a loop's name get a number for a name.
   std::vector<NamedThread> named = threads;
-  for (NamedThread const& thread : threads) {
-    out += ",\n{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":";
-    AppendNumber(out, thread.id);
-    out += ",\"args\":{\"name\":";
-    AppendString(out, thread.name);
-    out += "}}";
-  }
+  for (NamedThread const& thread : threads) AppendThreadName(out, thread.id, thread.name);
   for (TraceRecord const& record : records) {
     auto const same = [&](NamedThread const& thread) { return thread.id == record.thread; };
     if (std::find_if(named.begin(), named.end(), same) == named.end()) {
       named.push_back({record.thread, false, {}});
       char name[32];
       std::snprintf(name, sizeof name, "thread %u", static_cast<unsigned>(record.thread));
-      out += ",\n{\"name\":\"thread_name\",\"ph\":\"M\",\"pid\":1,\"tid\":";
-      AppendNumber(out, record.thread);
-      out += ",\"args\":{\"name\":";
-      AppendString(out, name);
-      out += "}}";
+      AppendThreadName(out, record.thread, name);
     }
   }
 
