@@ -16,6 +16,7 @@
 
 #include "config/ConfigSystem.h"
 #include "config/ConfigSystemManager.h"
+#include "file/InputStreamBuffer.h"
 #include "frame/Accessors.h"
 #include "testing/VirtualTime.h"
 #include "threads/Runnable.h"
@@ -393,6 +394,63 @@ TEST_F(VirtualTimeTest, DueWorkThatBlocksOnSomethingRealEndsTheWaitAsStillBusy) 
   VirtualTime::SetBusyTimeout(2000);
   EXPECT_EQ(VirtualTime::RunUntilIdle(), Result::Done);
   EXPECT_TRUE(blocking.ran);
+}
+
+// A device that has nothing to deliver for a while: each poll takes the 50 ms
+// of the source's own time-out, in virtual time, on the reading thread.
+class SlowSource : public InputStream {
+ public:
+  explicit SlowSource(long dataAt) : m_dataAt(dataAt) {}
+  Tevrol::ULong Read(unsigned char* buffer, Tevrol::ULong length,
+                     Tevrol::ULong* bytesRead) override {
+    ++polls;
+    if (VirtualTime::Advance(static_cast<std::uint64_t>(m_timeout)) != Result::Done) {
+      return kStreamFailure;
+    }
+    *bytesRead = 0;
+    if (Since() >= m_dataAt && length > 0) {
+      buffer[0] = 'x';
+      *bytesRead = 1;
+    }
+    return kStreamSuccess;
+  }
+  Tevrol::ULong Flush() override { return kStreamSuccess; }
+  Tevrol::ULong EnableWait() override { return kStreamFailure; }
+  Tevrol::ULong WaitForData() override { return kStreamFailure; }
+  Tevrol::ULong DisableWait() override { return kStreamFailure; }
+  void Cancel() override {}
+  void SetReadTimeout(Tevrol::Long milliseconds) override { m_timeout = milliseconds; }
+  Tevrol::Long GetReadTimeout() override { return m_timeout; }
+  int polls = 0;
+
+ private:
+  long m_dataAt;
+  Tevrol::Long m_timeout = 50;
+};
+
+TEST_F(VirtualTimeTest, TheBufferedInputTimesOutOnVirtualTime) {
+  struct {
+    Tevrol::Long timeout;
+    long dataAt;
+    Tevrol::ULong result;
+    int polls;
+    long endsAt;
+  } const cases[] = {
+      {5000, 1000000, kStreamTimeout, 101, 5050},  // the first poll past 5000 ms ends it
+      {1000, 1000000, kStreamTimeout, 21, 1050},
+      {5000, 1200, kStreamSuccess, 24, 1200},  // data before the time-out
+  };
+  for (auto const& c : cases) {
+    SlowSource source(c.dataAt);
+    InputStreamBuffer buffered(&source, 64);
+    buffered.SetReadTimeout(c.timeout);
+    g_testStart = VirtualTime::Now();
+    unsigned char byte = 0;
+    Tevrol::ULong got = 0;
+    EXPECT_EQ(buffered.Read(&byte, 1, &got), c.result) << c.timeout << " " << c.dataAt;
+    EXPECT_EQ(source.polls, c.polls) << c.timeout << " " << c.dataAt;
+    EXPECT_EQ(Since(), c.endsAt) << c.timeout << " " << c.dataAt;
+  }
 }
 
 }  // namespace
