@@ -18,7 +18,10 @@
 // Covered: the tick (PDStdOperations::GetTickCount, ThreadHelper::GetTickCount,
 // TevrolTimerNow, hence StopWatch), the loop monitor's clock, and every timed
 // wait of SetResetEvent::WaitFor: the work loops' idle wait (so delayed tasks
-// and the timer service), Thread::Sleep, the loop monitor's watchdog.
+// and the timer service), Thread::Sleep, the loop monitor's watchdog. The
+// buffered input's time-out is a StopWatch around polls on the reader's own
+// thread: a test's source moves time on in its Read (an Advance from a
+// client thread is allowed).
 // Not covered: the calendar clock (TimeDate stays real); ThreadHelper::Sleep,
 // which stays a real sleep (it is a pause of the calling thread, not a wait
 // for something, and a virtual one on the test's own thread could never end);
@@ -45,7 +48,9 @@
 //   mutex, a pipe, ThreadHelper::Sleep) stays busy, and the advance gives up
 //   after a bounded real wait with Result::StillBusy instead of hanging.
 // - Client threads are not counted: an advance expires a client Thread's
-//   Thread::Sleep but does not wait for what that thread does afterwards.
+//   Thread::Sleep but does not wait for what that thread does afterwards
+//   (join or signal it before going on). Their timed waits are deadlines
+//   all the same, for NextDeadline and FastForward too.
 // - An advance moves to each deadline in turn (the earliest timed wait of
 //   any thread), expires every wait due then, waits for quiescence, and goes
 //   on; so a cyclic timer re-armed "from now" keeps an exact period. Steps
