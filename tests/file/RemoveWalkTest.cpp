@@ -152,6 +152,14 @@ constexpr bool kSanitized = false;
 constexpr bool kSanitized = false;
 #endif
 
+// Under qemu the emulator's own use of a thread's stack makes the figure
+// meaningless: there the operations only run.
+#if defined(TEVROL_TEST_UNDER_EMULATOR)
+constexpr bool kStackMeasured = false;
+#else
+constexpr bool kStackMeasured = !kSanitized;
+#endif
+
 // Runs fn on a thread of its own whose stack of `size` bytes is painted
 // first; the bytes it used, counted from the top of that stack. Under a
 // sanitizer the stack is the system's, and the result 0.
@@ -593,7 +601,7 @@ TEST_F(RemoveWalkTest, EveryFileOperationNeedsLessThan32KiBOfStack) {
       MakeChain(deep, 300);
     }
     std::size_t const used = RunOnStack(kStack, row.call) - start;
-    if (!kSanitized) {
+    if (kStackMeasured) {
       std::cout << "stack: " << row.what << ": " << used << " bytes\n";
       EXPECT_LT(used, kLimit) << row.what;
     }
