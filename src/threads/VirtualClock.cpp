@@ -128,19 +128,20 @@ void VirtualLoopThreadOwed() {
   ++clock.m_busy;
 }
 
+// A thread counts once, however deep it nests loop runs (a task may run
+// another loop blocking): only the outermost run counts it busy and idle.
 void VirtualLoopRunBegins(bool owed) {
   if (!VirtualTimeOn()) return;
-  if (!owed) {
+  if (t_loopRuns++ == 0 && !owed) {
     Clock& clock = TheClock();
     std::lock_guard<std::mutex> guard(clock.m_lock);
     ++clock.m_busy;
   }
-  ++t_loopRuns;
 }
 
 void VirtualLoopRunEnds() {
   if (!VirtualTimeOn()) return;
-  --t_loopRuns;
+  if (--t_loopRuns != 0) return;
   Clock& clock = TheClock();
   std::lock_guard<std::mutex> guard(clock.m_lock);
   clock.Idle();

@@ -198,12 +198,13 @@ TEST_F(VirtualTimeTest, DelayedTasksRunInDueOrderAndEqualDueTimesInHandOverOrder
   struct {
     char const* name;
     Tevrol::ULong delay;
-  } const plan[] = {{"c300", 300}, {"a100", 100}, {"b200", 200}, {"a100'", 100},
-                    {"c300'", 300}, {"now", 0},   {"a100''", 100}};
+  } const plan[] = {{"c300", 300},  {"a100", 100}, {"b200", 200},  {"a100'", 100},
+                    {"c300'", 300}, {"now", 0},    {"a100''", 100}};
   std::vector<std::unique_ptr<Logged>> tasks;
   for (auto const& p : plan) {
     tasks.push_back(std::make_unique<Logged>(m_log, p.name));
-    ASSERT_NE(m_loop->PerformTaskDelayed(tasks.back().get(), p.delay, WorkLoop::PriorityNormal), 0u);
+    ASSERT_NE(m_loop->PerformTaskDelayed(tasks.back().get(), p.delay, WorkLoop::PriorityNormal),
+              0u);
   }
   EXPECT_EQ(VirtualTime::RunUntilIdle(), Result::Done);
   EXPECT_EQ(m_log.Take(), (Entries{{"now", 0}}));
@@ -226,11 +227,10 @@ TEST_F(VirtualTimeTest, OneShotAndCyclicTimersFireAtTheirExactTimes) {
   timers->NewTimer(&cyclic);
   timers->NewTimer(&oneShot);
   EXPECT_EQ(VirtualTime::Advance(1000), Result::Done);
-  EXPECT_EQ(m_log.Take(), (Entries{{"cyclic", 250},
-                                   {"cyclic", 500},
-                                   {"once", 600},
-                                   {"cyclic", 750},
-                                   {"cyclic", 1000}}));
+  EXPECT_EQ(
+      m_log.Take(),
+      (Entries{
+          {"cyclic", 250}, {"cyclic", 500}, {"once", 600}, {"cyclic", 750}, {"cyclic", 1000}}));
   EXPECT_TRUE(timers->IsRegistered(&cyclic));
   EXPECT_FALSE(timers->IsRegistered(&oneShot));
   timers->RemoveTimer(&cyclic);
@@ -394,6 +394,59 @@ TEST_F(VirtualTimeTest, DueWorkThatBlocksOnSomethingRealEndsTheWaitAsStillBusy) 
   VirtualTime::SetBusyTimeout(2000);
   EXPECT_EQ(VirtualTime::RunUntilIdle(), Result::Done);
   EXPECT_TRUE(blocking.ran);
+}
+
+// A task that runs a second loop on its own thread until that loop ends:
+// the thread is one busy thread, not two, so the inner loop's idle wait is
+// quiet and its delayed task comes at its time.
+class EndsItsLoop : public Task {
+ public:
+  EndsItsLoop(Log& log, WorkLoop*& loop) : Task("EndsItsLoop"), m_log(log), m_loop(loop) {}
+  void Execute() override {
+    m_log.Add("inner");
+    WorkLoop::DeleteInstance(m_loop);
+  }
+  void Dispose() override {}
+
+ private:
+  Log& m_log;
+  WorkLoop*& m_loop;
+};
+
+class RunsALoopBlocking : public Task {
+ public:
+  explicit RunsALoopBlocking(Log& log)
+      : Task("RunsALoopBlocking"), m_log(log), m_ends(log, m_inner) {}
+  void Execute() override {
+    m_inner = WorkLoop::CreateInstance();
+    m_inner->PerformTaskDelayed(&m_ends, 300, WorkLoop::PriorityNormal);
+    m_inner->RunBlocking();
+    m_log.Add("outer");
+  }
+  void Dispose() override {}
+
+ private:
+  Log& m_log;
+  WorkLoop* m_inner = nullptr;
+  EndsItsLoop m_ends;
+};
+
+TEST_F(VirtualTimeTest, ALoopRunBlockingInsideATaskCountsItsThreadOnce) {
+  // Counted twice, the thread would never be quiet and its inner loop would
+  // wait for ever: the loop and the task are then left behind, not waited for.
+  auto* outer = new RunsALoopBlocking(m_log);
+  m_loop->PerformTask(outer, WorkLoop::PriorityNormal);
+  VirtualTime::SetBusyTimeout(500);
+  const Result idle = VirtualTime::RunUntilIdle();
+  VirtualTime::SetBusyTimeout(2000);
+  if (idle != Result::Done) {
+    m_loop = nullptr;
+    FAIL() << "the thread of a nested loop run is not quiet while it waits";
+  }
+  EXPECT_TRUE(m_log.Take().empty());
+  ASSERT_EQ(VirtualTime::Advance(300), Result::Done);
+  EXPECT_EQ(m_log.Take(), (Entries{{"inner", 300}, {"outer", 300}}));
+  delete outer;
 }
 
 // A device that has nothing to deliver for a while: each poll takes the 50 ms
