@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -142,8 +141,11 @@ class Sleeper : public Runnable {
 };
 
 // The real-wrap check's scenario, in virtual time: everything crosses 2^32.
-// First, so that it starts at the process's start tick also in a whole run.
 TEST_F(VirtualTimeTest, WorkLoopTimerInvokerAndWaitsCrossTheWrap) {
+  // To 5 s before the wrap first: in a repeated run the clock is elsewhere.
+  ASSERT_EQ(VirtualTime::Advance(static_cast<Tevrol::Tick>(kStart - VirtualTime::Now())),
+            Result::Done);
+  g_testStart = VirtualTime::Now();
   ASSERT_EQ(g_testStart, kStart);
   // A client's thread sleeps across the wrap; its sleep is in place before
   // anything else is pending.
@@ -302,13 +304,9 @@ TEST_F(VirtualTimeTest, ACyclicOneSecondTimerFiresExactly86400TimesADay) {
   Log unused;
   Recorder cyclic(unused, "second", 1000, true);
   timers->NewTimer(&cyclic);
-  const auto began = std::chrono::steady_clock::now();
   EXPECT_EQ(VirtualTime::Advance(24u * 3600u * 1000u), Result::Done);
-  const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
-      std::chrono::steady_clock::now() - began);
   timers->RemoveTimer(&cyclic);
   EXPECT_EQ(cyclic.ticks, 86400);
-  RecordProperty("wall_ms_for_24_virtual_hours", static_cast<int>(took.count()));
 }
 
 // Tries to move time on from inside the library.
