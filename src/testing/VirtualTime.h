@@ -43,6 +43,7 @@
 //   not blocked in an event wait. A Set of an event whose waiter is such a
 //   thread counts it busy at once, under the same lock that records the
 //   wait, so "nobody busy" is never seen between a hand-over and the wake-up.
+//   A thread that runs a second loop blocking inside a task counts once.
 //   A loop thread blocked in any event wait (also a task waiting for a
 //   client's event) counts as finished; one that blocks on anything else (a
 //   mutex, a pipe, ThreadHelper::Sleep) stays busy, and the advance gives up
