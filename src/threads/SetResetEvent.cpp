@@ -23,8 +23,10 @@ SetResetEvent::~SetResetEvent() {
 
 // Under virtual time every Set, Wait and WaitFor goes through the clock's
 // bookkeeping, keyed by the event's address.
-#define TEVROL_VIRTUAL_EVENT \
-  VirtualEventRef { this, &m_mutex, &m_condition, &m_signalled }
+#define TEVROL_VIRTUAL_EVENT                   \
+  VirtualEventRef {                            \
+    this, &m_mutex, &m_condition, &m_signalled \
+  }
 
 void SetResetEvent::Set() {
   if (VirtualTimeOn()) {
