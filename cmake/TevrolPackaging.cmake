@@ -1,8 +1,9 @@
 # Debian packages built by CPack from the install components:
 #   libtevroldll<SOVERSION>  runtime: the shared library
+#   libtevroltesting<SOVERSION> testing: the test-support library (virtual time)
 #   libtevroldll-dev         dev: headers, CMake package, pkg-config file, the ARM
-#                            toolchain file; depends on the library package of the
-#                            same version
+#                            toolchain file; depends on both library packages of
+#                            the same version
 #   tevrol-tools             tools: tevrol_config, tevrol_trace_svg
 # The packages install under /usr. Configure with -DCMAKE_INSTALL_PREFIX=/usr
 # so that the library lands in Debian's multiarch folder (lib/<triplet>), then
@@ -19,7 +20,7 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL runtime dev)
+set(CPACK_COMPONENTS_ALL runtime testing dev)
 if(TEVROL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
@@ -63,11 +64,17 @@ else()
 endif()
 # A shlibs file, so that packages built against the library depend on this
 # version or a newer one; it also makes dpkg run ldconfig.
+# The test-support library links the library of the package beside it, which
+# dpkg-shlibdeps cannot look up before it is installed: its dependencies are
+# named here (the library's own, exact version, comes from the component).
+set(CPACK_DEBIAN_TESTING_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_TESTING_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-set(CPACK_COMPONENT_DEV_DEPENDS runtime)
+set(CPACK_COMPONENT_DEV_DEPENDS runtime testing)
+set(CPACK_COMPONENT_TESTING_DEPENDS runtime)
 
 set(tevrol_about
   "Threads with abstract priorities, locks, events, a millisecond tick that is
@@ -82,12 +89,22 @@ ${tevrol_about}
 
 This package holds the shared library.")
 
+set(CPACK_DEBIAN_TESTING_PACKAGE_NAME libtevroltesting${tevrol_soversion})
+set(CPACK_DEBIAN_TESTING_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_TESTING_DESCRIPTION "virtual time for tests of programs built on TevrolDLL
+A test switches the process to virtual time and moves it on by hand: delayed
+tasks, timers and time-outs of the library fire at once, in deadline order,
+and each call returns when the library's threads have finished what was due.
+Link it in test executables only (find_package(TevrolDLL) target
+TevrolDLL::TevrolTesting, header tevrol/testing/VirtualTime.h).")
+
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libtevroldll-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_DESCRIPTION "platform abstraction library for embedded devices (development files)
 ${tevrol_about}
 
-This package holds the headers, the CMake package (find_package(TevrolDLL)),
+This package holds the headers, the CMake package (find_package(TevrolDLL),
+with TevrolDLL::TevrolTesting for tests in virtual time),
 the pkg-config file (tevroldll) and a CMake toolchain file for 32-bit ARM
 (share/tevrol/arm-linux-gnueabihf.cmake).")
 

@@ -10,6 +10,7 @@ allowed=(
   src/threads/CriticalSection.cpp    # OS wrapper
   src/threads/SetResetEvent.h        # OS wrapper: holds a mutex and a condition
   src/threads/SetResetEvent.cpp      # OS wrapper
+  src/threads/VirtualClock.h         # virtual time: reaches an event's mutex and condition
   src/threads/ThreadHelper.cpp       # OS wrapper: thread id and sleep
   src/threads/ThreadPD.cpp           # platform layer of Thread
   src/threads/PDStdOperations.cpp    # platform layer of the tick

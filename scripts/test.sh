@@ -110,6 +110,14 @@ stage_normal() {
   (cd "$health" && quietly ./loop_health trace.json &&
     quietly "$prefix/bin/tevrol_trace_svg" trace.json trace.svg)
   echo "loop health example against the installed package, its trace drawn by the installed tool: ok"
+  # A client's test in virtual time: the test-support library's target and
+  # Debian's GoogleTest.
+  local vt="$dir/consumer-vt"
+  rm -rf "$vt"
+  quietly cmake -S examples/virtual_time -B "$vt" -G Ninja -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build "$vt"
+  quietly "$vt/link_supervisor_test"
+  echo "virtual time example against the installed package: ok"
   # The Debian packages, unpacked: the dev package depends on the library
   # package of the same version, the example builds against all of them and
   # runs with the library package alone, the tool runs.

@@ -13,6 +13,7 @@
 #include "threads/SetResetEvent.h"
 #include "threads/Thread.h"
 #include "threads/ThreadHelper.h"
+#include "threads/VirtualClock.h"
 #include "timer/TimerCtrlImpl.h"
 #include "workloop/MainThreadInvokerImpl.h"
 #include "workloop/Task.h"
@@ -28,6 +29,9 @@ std::atomic<bool> g_monitorEnded{false};
 }  // namespace
 
 std::uint64_t MonitorNowMicros() {
+  if (VirtualTimeOn()) {
+    return VirtualMicros();  // the monitor follows the tick's virtual time
+  }
   return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
                                         std::chrono::steady_clock::now().time_since_epoch())
                                         .count());

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "threads/TickOffsetForTesting.h"
+#include "threads/VirtualClock.h"
 
 namespace {
 std::atomic<Tevrol::Tick> tickOffsetForTesting{0};
@@ -16,6 +17,9 @@ void detail::SetTickOffsetForTesting(Tevrol::Tick offset) {
 }
 
 Tevrol::Tick PDStdOperations::GetTickCount() {
+  if (detail::VirtualTimeOn()) {
+    return detail::VirtualTick();
+  }
   timespec ts;
   clock_gettime(CLOCK_MONOTONIC, &ts);
   // Unsigned 64-bit arithmetic: where time_t is 32 bits, tv_sec * 1000 would

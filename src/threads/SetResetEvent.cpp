@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "threads/VirtualClock.h"
+
 namespace detail {
 
 SetResetEvent::SetResetEvent() : m_signalled(false) {
@@ -19,7 +21,18 @@ SetResetEvent::~SetResetEvent() {
   pthread_cond_destroy(&m_condition);
 }
 
+// Under virtual time every Set, Wait and WaitFor goes through the clock's
+// bookkeeping, keyed by the event's address.
+#define TEVROL_VIRTUAL_EVENT                   \
+  VirtualEventRef {                            \
+    this, &m_mutex, &m_condition, &m_signalled \
+  }
+
 void SetResetEvent::Set() {
+  if (VirtualTimeOn()) {
+    VirtualSet(TEVROL_VIRTUAL_EVENT);
+    return;
+  }
   pthread_mutex_lock(&m_mutex);
   m_signalled = true;
   pthread_cond_signal(&m_condition);
@@ -27,6 +40,10 @@ void SetResetEvent::Set() {
 }
 
 void SetResetEvent::SetWakingAfterUnlock() {
+  if (VirtualTimeOn()) {
+    VirtualSet(TEVROL_VIRTUAL_EVENT);
+    return;
+  }
   pthread_mutex_lock(&m_mutex);
   m_signalled = true;
   pthread_mutex_unlock(&m_mutex);
@@ -40,6 +57,10 @@ void SetResetEvent::Reset() {
 }
 
 void SetResetEvent::Wait() {
+  if (VirtualTimeOn()) {
+    VirtualWait(TEVROL_VIRTUAL_EVENT, false, 0);
+    return;
+  }
   pthread_mutex_lock(&m_mutex);
   while (!m_signalled) {
     pthread_cond_wait(&m_condition, &m_mutex);
@@ -59,6 +80,10 @@ timespec DeadlineAfter(timespec now, Tevrol::ULong milliseconds) {
 }
 
 void SetResetEvent::WaitFor(Tevrol::ULong milliseconds) {
+  if (VirtualTimeOn()) {
+    VirtualWait(TEVROL_VIRTUAL_EVENT, true, milliseconds);
+    return;
+  }
   pthread_mutex_lock(&m_mutex);
   timespec now;
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -8,6 +8,7 @@
 #include "monitor/LoopHooks.h"
 #include "threads/ThreadHelper.h"
 #include "threads/Tick.h"
+#include "threads/VirtualClock.h"
 #include "workloop/Task.h"
 
 WorkLoop::~WorkLoop() = default;
@@ -44,6 +45,7 @@ WorkLoopImpl::WorkLoopImpl()
       m_thread(nullptr) {
   m_thread.GetPlatformThread().SetFriendlyName("WL [noname]");
   m_thread.SetRunnable(this);
+  detail::VirtualLoopCreated();
 }
 
 WorkLoopImpl::~WorkLoopImpl() {
@@ -99,6 +101,7 @@ WorkLoopImpl::~WorkLoopImpl() {
     idleShutdownTask->Dispose();
   }
   detail::MonitorLoopGone(this);
+  detail::VirtualLoopDestroyed();
 }
 
 Tevrol::ULong WorkLoopImpl::Enqueue(Task* task, std::uint32_t priority, bool delayed,
@@ -323,6 +326,7 @@ bool WorkLoopImpl::Run() {
   }
   m_state = LoopRunning;
   m_ownThread = true;
+  detail::VirtualLoopThreadOwed();  // busy from now, so an advance waits for its start
   m_thread.Start();
   m_lock.Unlock();
   return true;
@@ -425,10 +429,17 @@ bool WorkLoopImpl::EndRun() {
 }
 
 bool WorkLoopImpl::RunBlockingInternal() {
+  m_lock.Lock();
+  const bool owed = m_ownThread;
+  m_lock.Unlock();
+  detail::VirtualLoopRunBegins(owed);
   BeginRun();
   while (ExecuteNext()) {
   }
-  return EndRun();
+  const bool deleteNow = EndRun();
+  // Nothing of the object is touched after EndRun: it may be gone.
+  detail::VirtualLoopRunEnds();
+  return deleteNow;
 }
 
 void WorkLoopImpl::WaitForSetsInFlight() const {
