@@ -1,6 +1,6 @@
-// Naming: BM_<Class>_<What>. Listing one folder of 10,000 plain files
-// ("f00000.txt" .. , half of them ".txt", half ".dat") with the wildcard
-// "*.txt" (5,000 matches): the browser's GetFirstEntry/GetNextEntry/
+// Naming: BM_<Class>_<What>. Listing one folder of 10,000 plain files with
+// the wildcard "*.LOG" (2,500 match without regard to case, see
+// BenchSupport.h): the browser's GetFirstEntry/GetNextEntry/
 // ReleaseEntry against a floor of opendir/readdir64, the path joined,
 // stat64 and regexec on each name, as the browser must do. Each iteration is
 // one whole listing; items are directory records.
@@ -13,14 +13,14 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "BenchSupport.h"
 #include "file/FileSystem.h"
 
 namespace {
 
-constexpr int kFiles = 10000;
+constexpr int kFiles = kListingEntries;
 
 // The folder, made once and removed at exit.
 struct Folder {
@@ -28,11 +28,7 @@ struct Folder {
     char name[] = "/tmp/fsbench.XXXXXX";
     if (mkdtemp(name) == nullptr) return;
     path = name;
-    for (int i = 0; i < kFiles; ++i) {
-      char leaf[32];
-      std::snprintf(leaf, sizeof leaf, "/f%05d.%s", i, i % 2 == 0 ? "txt" : "dat");
-      std::ofstream(path + leaf) << "x";
-    }
+    FillListingFolder(path);
   }
   ~Folder() {
     std::error_code ignored;
@@ -50,7 +46,7 @@ Folder const& TheFolder() {
 
 static void BM_FileSystem_ListWildcard(benchmark::State& state) {
   Folder const& folder = TheFolder();
-  TxString const pattern((folder.path + "/*.txt").c_str());
+  TxString const pattern((folder.path + "/*.LOG").c_str());
   FileSystem fs;
   int matches = 0;
   for (auto _ : state) {
@@ -62,7 +58,7 @@ static void BM_FileSystem_ListWildcard(benchmark::State& state) {
     }
     fs.EndFind();
   }
-  if (matches != kFiles / 2) state.SkipWithError("wrong number of matches");
+  if (matches != kListingMatches) state.SkipWithError("wrong number of matches");
   state.SetItemsProcessed(state.iterations() * (kFiles + 2));
 }
 BENCHMARK(BM_FileSystem_ListWildcard)->Unit(benchmark::kMillisecond);
@@ -74,7 +70,7 @@ static void BM_FileSystem_ListFloor(benchmark::State& state) {
   for (auto _ : state) {
     matches = 0;
     regex_t regex;
-    if (regcomp(&regex, "^.*\\.txt$", REG_ICASE) != 0) {
+    if (regcomp(&regex, "^.*\\.LOG$", REG_ICASE) != 0) {
       state.SkipWithError("regcomp");
       break;
     }
@@ -91,7 +87,7 @@ static void BM_FileSystem_ListFloor(benchmark::State& state) {
     closedir(handle);
     regfree(&regex);
   }
-  if (matches != kFiles / 2) state.SkipWithError("wrong number of matches");
+  if (matches != kListingMatches) state.SkipWithError("wrong number of matches");
   state.SetItemsProcessed(state.iterations() * (kFiles + 2));
 }
 BENCHMARK(BM_FileSystem_ListFloor)->Unit(benchmark::kMillisecond);

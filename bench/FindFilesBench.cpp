@@ -1,7 +1,8 @@
-// FindFiles over one folder of 10,000 entries with the pattern "*.LOG",
-// which 5,000 of them match (names "entry-NNNNN.log" and "entry-NNNNN.txt"),
-// beside a floor of opendir/readdir64/regexec that compiles the same
-// expression and stores the names it matches.
+// FindFiles and the walk of its iterator over one folder of 10,000 entries
+// with the pattern "*.LOG", which 2,500 of them match without regard to case
+// (BenchSupport.h), beside a floor of opendir/readdir64/regexec that compiles
+// the same expression, stores the names it matches and joins each with the
+// folder, as the walk hands out full paths.
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,11 +15,12 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "file/FileOperations.h"
 
 namespace {
 
-constexpr int kEntries = 10000;
+constexpr int kEntries = kListingEntries;
 
 int RemoveEntry(char const* path, struct stat const*, int, struct FTW*) {
   return std::remove(path);
@@ -31,12 +33,7 @@ class SearchFolder {
     char name[] = "/tmp/findfiles-bench-XXXXXX";
     if (mkdtemp(name) == nullptr) return;
     m_dir = name;
-    for (int i = 0; i < kEntries; ++i) {
-      char leaf[32];
-      std::snprintf(leaf, sizeof leaf, "/entry-%05d.%s", i, i % 2 == 0 ? "log" : "txt");
-      int const fd = open((m_dir + leaf).c_str(), O_WRONLY | O_CREAT, 0600);
-      if (fd >= 0) close(fd);
-    }
+    FillListingFolder(m_dir);
   }
   ~SearchFolder() {
     if (!m_dir.empty()) nftw(m_dir.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
@@ -54,18 +51,17 @@ SearchFolder const& Folder() {
 
 void BM_FileOperations_FindFiles(benchmark::State& state) {
   Tevrol::File::Path const pattern(TxString((Folder().Dir() + "/*.LOG").c_str()));
-  for (auto _ : state) {
-    Tevrol::File::ErrorCode error;
-    Tevrol::File::FindIterator it = Tevrol::File::FileOperations::FindFiles(pattern, error);
-    benchmark::DoNotOptimize(it);
-  }
-  // Counted outside the timed part: the walk builds a Path per name, which
-  // the floor does not.
-  Tevrol::File::ErrorCode error;
   std::int64_t found = 0;
-  for (auto it = Tevrol::File::FileOperations::FindFiles(pattern, error); !(*it).IsEmpty(); ++it) {
-    ++found;
+  for (auto _ : state) {
+    found = 0;
+    Tevrol::File::ErrorCode error;
+    for (auto it = Tevrol::File::FileOperations::FindFiles(pattern, error); !(*it).IsEmpty();
+         ++it) {
+      benchmark::DoNotOptimize((*it).GetLength());
+      ++found;
+    }
   }
+  if (found != kListingMatches) state.SkipWithError("wrong number of matches");
   state.counters["matches"] = static_cast<double>(found);
   state.counters["entries"] = kEntries;
 }
@@ -87,7 +83,10 @@ void BM_FileOperations_FindFilesFloor(benchmark::State& state) {
       closedir(folder);
     }
     regfree(&compiled);
-    benchmark::DoNotOptimize(names.data());
+    for (std::string const& name : names) {
+      std::string const full = dir + "/" + name;
+      benchmark::DoNotOptimize(full.data());
+    }
     matches = names.size();
   }
   state.counters["matches"] = static_cast<double>(matches);
