@@ -1,16 +1,9 @@
 #include "file/FileOperationsImpl.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <pthread.h>
-#include <regex.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
 
+#include "file/FilePD.h"
+#include "file/FolderScanPD.h"
 #include "file/WildcardExpression.h"
 #include "frame/text/TxByteArray.h"
 #include "frame/text/TxChar.h"
@@ -20,12 +13,7 @@ namespace File {
 
 namespace {
 
-// The file type bits of st_mode, as the status table names them.
-constexpr unsigned kTypeMask = 0xF000U;
-constexpr unsigned kTypeFile = 0x8000U;
-constexpr unsigned kTypeDirectory = 0x4000U;
-constexpr unsigned kTypeSymLink = 0xA000U;
-constexpr mode_t kCreateDirMode = 0700;
+constexpr unsigned int kCreateDirMode = 0700;
 constexpr std::size_t kCopyChunk = 512;
 
 ErrorCode::Code CodeOf(int number) {
@@ -66,82 +54,12 @@ void SetSuccess(ErrorCode& error) {
 
 // Closes fd; a failure is translated into error and gives false.
 bool CloseReporting(int fd, ErrorCode& error) {
-  if (close(fd) == 0) return true;
+  if (FilePD::Close(fd) == 0) return true;
   FileOperationsImpl_HandleLastError(error);
   return false;
 }
 
-// Writes all count bytes, repeating on the rest.
-bool WriteAll(int fd, char const* data, ssize_t count, ErrorCode& error) {
-  while (count > 0) {
-    ssize_t const written = write(fd, data, static_cast<std::size_t>(count));
-    if (written < 0) {
-      FileOperationsImpl_HandleLastError(error);
-      return false;
-    }
-    if (written == 0) {
-      // A write that makes no progress would loop for ever: report it as EIO.
-      errno = EIO;
-      FileOperationsImpl_HandleLastError(error);
-      return false;
-    }
-    data += written;
-    count -= written;
-  }
-  return true;
-}
-
 }  // namespace
-
-namespace detail {
-
-namespace {
-
-// Up to here regcomp stays within a few KiB of stack (measured on glibc).
-constexpr int kInlineStars = 16;
-constexpr std::size_t kCompileStackBytes = std::size_t{8} << 20;
-
-bool CompilesInline(char const* expression) {
-  int stars = 0;
-  for (char const* at = expression; *at != '\0'; ++at) {
-    if (*at == '*' && ++stars > kInlineStars) return false;
-    if (*at == '\\') {
-      if (at[1] != '.') return false;
-      ++at;
-    }
-  }
-  return true;
-}
-
-struct CompileJob {
-  regex_t* compiled;
-  char const* expression;
-  int result;
-};
-
-void* CompileOnThread(void* argument) {
-  auto* const job = static_cast<CompileJob*>(argument);
-  job->result = regcomp(job->compiled, job->expression, REG_ICASE);
-  return nullptr;
-}
-
-}  // namespace
-
-int CompileWildcard(regex_t& compiled, char const* expression) {
-  if (CompilesInline(expression)) return regcomp(&compiled, expression, REG_ICASE);
-  CompileJob job{&compiled, expression, REG_ESPACE};
-  pthread_attr_t attributes;
-  if (pthread_attr_init(&attributes) != 0) return job.result;
-  pthread_t thread;
-  if (pthread_attr_setstacksize(&attributes, kCompileStackBytes) == 0 &&
-      pthread_create(&thread, &attributes, &CompileOnThread, &job) == 0) {
-    pthread_join(thread, nullptr);
-  }
-  pthread_attr_destroy(&attributes);
-  return job.result;
-}
-
-}  // namespace detail
 
 bool FileOperationsImpl_HandleLastError(ErrorCode& error) {
   int const number = errno;
@@ -151,14 +69,14 @@ bool FileOperationsImpl_HandleLastError(ErrorCode& error) {
 }
 
 FileStatus FileOperationsImpl::GetFileStatus(TxString const& path) {
-  struct stat64 info;
-  if (stat64(path.ToAscii(), &info) != 0) return FileStatus::StatusNotFound;
-  switch (static_cast<unsigned>(info.st_mode) & kTypeMask) {
-    case kTypeFile:
+  FilePD::Status info;
+  if (!FilePD::GetStatus(path.ToAscii(), &info)) return FileStatus::StatusNotFound;
+  switch (info.type) {
+    case FilePD::kTypeFile:
       return FileStatus::StatusFile;
-    case kTypeDirectory:
+    case FilePD::kTypeDirectory:
       return FileStatus::StatusDirectory;
-    case kTypeSymLink:
+    case FilePD::kTypeSymLink:
       return FileStatus::StatusSymLink;
     default:
       return FileStatus::StatusUnknown;
@@ -166,50 +84,42 @@ FileStatus FileOperationsImpl::GetFileStatus(TxString const& path) {
 }
 
 std::uint64_t FileOperationsImpl::GetFileSize(TxString const& path, ErrorCode& error) {
-  struct stat64 info;
-  if (stat64(path.ToAscii(), &info) != 0) {
+  FilePD::Status info;
+  if (!FilePD::GetStatus(path.ToAscii(), &info)) {
     FileOperationsImpl_HandleLastError(error);
     return 0;
   }
   SetSuccess(error);
-  return static_cast<std::uint64_t>(info.st_size);
+  return info.size;
 }
 
 bool FileOperationsImpl::CopyFileEntry(TxString const& source, TxString const& destination,
                                        bool overwrite, ErrorCode& error) {
   SetSuccess(error);
-  int const in = open64(source.ToAscii(), O_RDONLY);
+  int const in = FilePD::Open(source.ToAscii(), FilePD::kReadOnly, false);
   if (in < 0) {
     FileOperationsImpl_HandleLastError(error);
     return false;
   }
-  struct stat64 info;
-  if (stat64(source.ToAscii(), &info) != 0) {
+  FilePD::Status info;
+  if (!FilePD::GetStatus(source.ToAscii(), &info)) {
     FileOperationsImpl_HandleLastError(error);
-    close(in);
+    FilePD::Close(in);
     return false;
   }
-  int const flags = O_WRONLY | O_CREAT | O_TRUNC | (overwrite ? 0 : O_EXCL);
-  int const out = open64(destination.ToAscii(), flags, info.st_mode);
+  int const flags = FilePD::kWriteNew | (overwrite ? 0 : FilePD::kExclusive);
+  int const out = FilePD::OpenWithMode(destination.ToAscii(), flags, info.mode);
   if (out < 0) {
     FileOperationsImpl_HandleLastError(error);
-    close(in);
+    FilePD::Close(in);
     return false;
   }
   bool ok = true;
   char buffer[kCopyChunk];
-  for (;;) {
-    ssize_t const got = read(in, buffer, sizeof buffer);
-    if (got == 0) break;
-    if (got < 0) {
-      FileOperationsImpl_HandleLastError(error);
-      ok = false;
-      break;
-    }
-    if (!WriteAll(out, buffer, got, error)) {
-      ok = false;
-      break;
-    }
+  std::int64_t copied = 0;
+  if (!FilePD::CopyBlocks(in, out, buffer, sizeof buffer, copied)) {
+    FileOperationsImpl_HandleLastError(error);
+    ok = false;
   }
   // Both are closed whatever happened; a later report overwrites an earlier one.
   ok = CloseReporting(in, error) && ok;
@@ -219,12 +129,12 @@ bool FileOperationsImpl::CopyFileEntry(TxString const& source, TxString const& d
 
 bool FileOperationsImpl::CopyDirectoryEntry(TxString const& source, TxString const& destination,
                                             bool overwrite, ErrorCode& error) {
-  struct stat64 info;
-  if (stat64(source.ToAscii(), &info) != 0) {
+  FilePD::Status info;
+  if (!FilePD::GetStatus(source.ToAscii(), &info)) {
     FileOperationsImpl_HandleLastError(error);
     return false;
   }
-  if (!overwrite && stat64(destination.ToAscii(), &info) == 0) {
+  if (!overwrite && FilePD::GetStatus(destination.ToAscii(), &info)) {
     error.code = ErrorCode::AlreadyExists;
     error.text = NULLString;
     return false;
@@ -242,7 +152,7 @@ bool FileOperationsImpl::CopySymLinkEntry(TxString const& /*source*/,
 
 bool FileOperationsImpl::Rename(TxString const& source, TxString const& destination,
                                 ErrorCode& error) {
-  if (rename(source.ToAscii(), destination.ToAscii()) != 0) {
+  if (!FilePD::Rename(source.ToAscii(), destination.ToAscii())) {
     FileOperationsImpl_HandleLastError(error);
     return false;
   }
@@ -252,7 +162,7 @@ bool FileOperationsImpl::Rename(TxString const& source, TxString const& destinat
 
 bool FileOperationsImpl::Remove(TxString const& path, ErrorCode& error) {
   // remove() unlinks a symbolic link itself, never its target.
-  if (remove(path.ToAscii()) != 0) {
+  if (!FilePD::Remove(path.ToAscii())) {
     FileOperationsImpl_HandleLastError(error);
     return false;
   }
@@ -261,7 +171,7 @@ bool FileOperationsImpl::Remove(TxString const& path, ErrorCode& error) {
 }
 
 bool FileOperationsImpl::CreateDir(TxString const& path, ErrorCode& error) {
-  if (mkdir(path.ToAscii(), kCreateDirMode) != 0) {
+  if (!FilePD::MakeDirectory(path.ToAscii(), kCreateDirMode)) {
     FileOperationsImpl_HandleLastError(error);
     return false;
   }
@@ -270,33 +180,26 @@ bool FileOperationsImpl::CreateDir(TxString const& path, ErrorCode& error) {
 }
 
 bool FileOperationsImpl::IsSymbolicLink(TxString const& path) {
-  struct stat64 info;
-  return lstat64(path.ToAscii(), &info) == 0 &&
-         (static_cast<unsigned>(info.st_mode) & kTypeMask) == kTypeSymLink;
+  FilePD::Status info;
+  return FilePD::GetLinkStatus(path.ToAscii(), &info) && info.type == FilePD::kTypeSymLink;
 }
 
 Tevrol::Long FileOperationsImpl::FindFiles(TxString const& directory, TxString const& pattern,
                                            TxStringArray& names) {
   char expression[detail::kWildcardExpressionBytes];
   detail::TranslateWildcard(pattern, expression);
-  regex_t compiled;
-  if (detail::CompileWildcard(compiled, expression) != 0) return names.GetSize();
-  DIR* const folder = opendir(directory.ToAscii());
-  if (folder == nullptr) {
-    regfree(&compiled);
-    return 0;
-  }
+  FolderScanPD scan;
+  if (!scan.SetFilter(expression)) return names.GetSize();
+  if (!scan.Open(directory.ToAscii())) return 0;
   bool anyEntry = false;
-  while (struct dirent64 const* entry = readdir64(folder)) {
+  while (char const* const name = scan.Next()) {
     anyEntry = true;
-    if (regexec(&compiled, entry->d_name, 0, nullptr, 0) == 0) {
+    if (scan.Matches(name)) {
       // Added empty, then filled: one allocation per name instead of two.
       names.Add(NULLString);
-      names[names.GetSize() - 1] = entry->d_name;
+      names[names.GetSize() - 1] = name;
     }
   }
-  closedir(folder);
-  regfree(&compiled);
   return anyEntry ? names.GetSize() : 0;
 }
 

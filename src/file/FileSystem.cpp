@@ -1,31 +1,21 @@
 #include "file/FileSystem.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <glob.h>
-#include <regex.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "file/DirEntryArray.h"
 #include "file/File.h"
+#include "file/FilePD.h"
+#include "file/FolderScanPD.h"
 #include "file/HelperFunctions.h"
 #include "file/PDEnvInformation.h"
 #include "file/WildcardExpression.h"
 #include "timetext/TimeDate.h"
 
 struct FileSystem::Search {
-  DIR* dir = nullptr;                // the open search, null when there is none
-  struct dirent64* entry = nullptr;  // the record last read
-  regex_t regex;                     // the filter, compiled when regexValid
-  bool regexValid = false;
+  FolderScanPD scan;  // the open listing and its filter
 };
 
 namespace {
@@ -36,11 +26,9 @@ constexpr std::size_t kCutBytes = 254;
 constexpr std::size_t kEntryPathBytes = 255;
 // The absolute path of CreateDir must fit 1023 bytes.
 constexpr std::size_t kCreateDirBytes = 1023;
-// QNX Neutrino's named special file; Linux never reports it.
-constexpr mode_t kIfNam = 0x5000;
-constexpr mode_t kCopyFileMode = 0660;
-constexpr mode_t kCopyEntryMode = 0644;
-constexpr mode_t kCreateDirMode = 0700;
+constexpr unsigned int kCopyFileMode = 0660;
+constexpr unsigned int kCopyEntryMode = 0644;
+constexpr unsigned int kCreateDirMode = 0700;
 constexpr std::size_t kCopyFileBlock = 512;
 constexpr std::size_t kCopyEntryBlock = 1024;
 
@@ -55,31 +43,6 @@ void Cut(char const* text, CutPath& out) {
 
 bool EndsWithSlash(TxString const& text) {
   return !text.IsEmpty() && text.GetAt(text.GetLength() - 1) == TxChar('/');
-}
-
-// Writes all of buffer, going on after a short write; false when write fails
-// or makes no progress.
-bool WriteAll(int fd, char const* buffer, std::size_t length) {
-  while (length > 0) {
-    ssize_t const written = write(fd, buffer, length);
-    if (written <= 0) return false;
-    buffer += written;
-    length -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
-// Copies in blocks until the end of in; false when a read or a write fails.
-// copied counts the bytes written.
-bool CopyBlocks(int in, int out, char* block, std::size_t blockSize, std::int64_t& copied) {
-  copied = 0;
-  for (;;) {
-    ssize_t const got = read(in, block, blockSize);
-    if (got == 0) return true;
-    if (got < 0) return false;
-    if (!WriteAll(out, block, static_cast<std::size_t>(got))) return false;
-    copied += got;
-  }
 }
 
 DirEntry* NewEntry(bool directory, char const* name, std::uint64_t size) {
@@ -107,10 +70,7 @@ FileSystem::FileSystem()
 
 FileSystem::~FileSystem() {
   EndFind();
-  if (m_search != nullptr) {
-    if (m_search->regexValid) regfree(&m_search->regex);
-    delete m_search;
-  }
+  delete m_search;
 }
 
 DirEntry* FileSystem::GetFirstEntry(TxString const* pattern) {
@@ -133,26 +93,19 @@ DirEntry* FileSystem::GetFirstEntry(TxString const* pattern) {
   CutPath dir;
   Cut(m_currentDir.ToAscii(), dir);
   normalizeSlashes(dir);
-  m_search->dir = opendir(dir);
-  if (m_search->dir == nullptr) return nullptr;
-  m_search->entry = nullptr;
+  if (!m_search->scan.Open(dir)) return nullptr;
 
   char expression[Tevrol::File::detail::kWildcardExpressionBytes];
   Tevrol::File::detail::TranslateWildcard(leaf, expression);
-  if (m_search->regexValid) {
-    regfree(&m_search->regex);
-    m_search->regexValid = false;
-  }
   m_useFilter = true;
-  if (Tevrol::File::detail::CompileWildcard(m_search->regex, expression) != 0) return nullptr;
-  m_search->regexValid = true;
+  if (!m_search->scan.SetFilter(expression)) return nullptr;
   return GetNextEntry();
 }
 
 DirEntry* FileSystem::GetNextEntry() {
-  if (m_search == nullptr || m_search->dir == nullptr) return nullptr;
-  // A pattern that did not compile matches nothing: no regexec on an invalid filter.
-  if (m_useFilter && !m_search->regexValid) return nullptr;
+  if (m_search == nullptr || !m_search->scan.IsOpen()) return nullptr;
+  // A pattern that did not compile matches nothing: no match on an invalid filter.
+  if (m_useFilter && !m_search->scan.HasFilter()) return nullptr;
 
   TxByteArray const dirBytes = m_currentDir.ToAscii();
   std::size_t const dirLength = std::strlen(dirBytes);
@@ -160,38 +113,34 @@ DirEntry* FileSystem::GetNextEntry() {
   std::size_t const separatorLength = (dirLength > 0 && !EndsWithSlash(m_currentDir)) ? 1 : 0;
   char path[kEntryPathBytes + 1];
   for (;;) {
-    m_search->entry = readdir64(m_search->dir);
-    struct dirent64 const* const record = m_search->entry;
-    if (record == nullptr) return nullptr;
-    std::size_t const nameLength = std::strlen(record->d_name);
+    char const* const name = m_search->scan.Next();
+    if (name == nullptr) return nullptr;
+    std::size_t const nameLength = std::strlen(name);
     // A path too long for the 255-byte buffer cannot be examined, as a failing stat64.
     if (dirLength + separatorLength + nameLength > kEntryPathBytes) return nullptr;
     std::memcpy(path, dirBytes.GetConstData(), dirLength);
     if (separatorLength != 0) path[dirLength] = '/';
-    std::memcpy(path + dirLength + separatorLength, record->d_name, nameLength + 1);
+    std::memcpy(path + dirLength + separatorLength, name, nameLength + 1);
     normalizeSlashes(path);
 
-    struct stat64 status;
-    if (stat64(path, &status) != 0) return nullptr;
-    if (m_useFilter && regexec(&m_search->regex, record->d_name, 0, nullptr, 0) != 0) continue;
+    FilePD::Status status;
+    if (!FilePD::GetStatus(path, &status)) return nullptr;
+    if (m_useFilter && !m_search->scan.Matches(name)) continue;
 
-    mode_t const kind = status.st_mode & S_IFMT;
     bool directory = false;
-    if (kind == S_IFDIR) {
+    if (status.type == FilePD::kTypeDirectory) {
       directory = true;
-    } else if (kind != S_IFREG && kind != S_IFLNK && kind != kIfNam) {
+    } else if (status.type != FilePD::kTypeFile && status.type != FilePD::kTypeSymLink &&
+               status.type != FilePD::kTypeNamedSpecial) {
       continue;
     }
     // An entry that cannot be allocated is passed over as a failing stat64 is.
-    return NewEntry(directory, record->d_name, static_cast<std::uint64_t>(status.st_size));
+    return NewEntry(directory, name, status.size);
   }
 }
 
 void FileSystem::EndFind() {
-  if (m_search == nullptr || m_search->dir == nullptr) return;
-  closedir(m_search->dir);
-  m_search->dir = nullptr;
-  m_search->entry = nullptr;
+  if (m_search != nullptr) m_search->scan.Close();
 }
 
 // The interface takes its texts by value.
@@ -206,9 +155,7 @@ bool FileSystem::ChangeDir(TxString path) {
   CutPath test;
   Cut(absolute.ToAscii(), test);
   normalizeSlashes(test);
-  DIR* const dir = opendir(test);
-  if (dir == nullptr) return false;
-  closedir(dir);
+  if (!FilePD::CanOpenFolder(test)) return false;
   m_currentDir = absolute;
   return true;
 }
@@ -226,7 +173,8 @@ bool FileSystem::ChangeToParentDir() {
 TxString FileSystem::GetCurrentDir() {
   if (m_currentDir.IsEmpty()) {
     char buffer[255];
-    m_currentDir = getcwd(buffer, sizeof buffer) != nullptr ? TxString(buffer) : TxString();
+    m_currentDir =
+        FilePD::GetWorkingDirectory(buffer, sizeof buffer) ? TxString(buffer) : TxString();
   }
   return m_currentDir;
 }
@@ -247,24 +195,24 @@ bool FileSystem::CreateDir(TxString path) {
   if (length > kCreateDirBytes) return false;
   char buffer[kCreateDirBytes + 1];
   std::memcpy(buffer, bytes.GetConstData(), length + 1);
-  int result = -1;
+  bool made = false;
   for (std::size_t i = 0; i < length; ++i) {
     if (buffer[i] == '/') {
       buffer[i] = '\0';
-      result = mkdir(buffer, kCreateDirMode);
+      made = FilePD::MakeDirectory(buffer, kCreateDirMode);
       buffer[i] = '/';
     } else if (i + 1 == length) {
-      result = mkdir(buffer, kCreateDirMode);
+      made = FilePD::MakeDirectory(buffer, kCreateDirMode);
     }
   }
-  return result == 0;
+  return made;
 }
 
 bool FileSystem::DeleteFile(TxString path) {
   CutPath bytes;
   Cut(ToAbsolutePath(path).ToAscii(), bytes);
   normalizeSlashes(bytes);
-  return std::remove(bytes) == 0;
+  return FilePD::Remove(bytes);
 }
 
 bool FileSystem::CopyEntry(TxString source, TxString destination) {
@@ -274,19 +222,20 @@ bool FileSystem::CopyEntry(TxString source, TxString destination) {
   Cut(ToAbsolutePath(destination).ToLatin1(), to);
   normalizeSlashes(from);
   normalizeSlashes(to);
-  int const in = open64(from, O_RDONLY);
+  int const in = FilePD::Open(from, FilePD::kReadOnly, false);
   if (in < 0) return false;
-  int const out = open64(to, O_WRONLY | O_CREAT | O_EXCL, kCopyEntryMode);
+  int const out =
+      FilePD::OpenWithMode(to, FilePD::kWriteCreate | FilePD::kExclusive, kCopyEntryMode);
   if (out < 0) {
-    close(in);
+    FilePD::Close(in);
     return false;
   }
   char* const block = new (std::nothrow) char[kCopyEntryBlock];
   std::int64_t copied = 0;
-  bool ok = block != nullptr && CopyBlocks(in, out, block, kCopyEntryBlock, copied);
-  close(in);
+  bool ok = block != nullptr && FilePD::CopyBlocks(in, out, block, kCopyEntryBlock, copied);
+  FilePD::Close(in);
   // close can report a write the file system deferred.
-  if (close(out) != 0) ok = false;
+  if (FilePD::Close(out) != 0) ok = false;
   delete[] block;
   return ok;
 }
@@ -299,7 +248,7 @@ bool FileSystem::MoveEntry(TxString source, TxString destination, bool overwrite
   CutPath toBytes;
   Cut(from.ToLatin1(), fromBytes);
   Cut(to.ToLatin1(), toBytes);
-  return std::rename(fromBytes, toBytes) == 0;
+  return FilePD::Rename(fromBytes, toBytes);
 }
 
 bool FileSystem::ExistsEntry(char const* name) {
@@ -313,24 +262,11 @@ bool FileSystem::ExistsEntry(char const* name) {
 }
 
 DirEntry* FileSystem::FindEntry(TxString pattern) {
-  glob_t found;
-  std::memset(&found, 0, sizeof found);
-  int const result =
-      glob(pattern.ToAscii(), GLOB_NOSORT | GLOB_NOESCAPE | GLOB_NOMAGIC, nullptr, &found);
-  if (result != 0 || found.gl_pathc == 0) {
-    // glob may have allocated before it failed.
-    globfree(&found);
-    return nullptr;
-  }
-  struct stat64 status;
-  if (stat64(found.gl_pathv[0], &status) != 0) {
-    globfree(&found);
-    return nullptr;
-  }
-  DirEntry* const entry = NewEntry((status.st_mode & S_IFMT) == S_IFDIR, found.gl_pathv[0],
-                                   static_cast<std::uint64_t>(status.st_size));
-  globfree(&found);
-  return entry;
+  char path[FilePD::kGlobPathBytes];
+  if (!FilePD::GlobFirst(pattern.ToAscii(), path)) return nullptr;
+  FilePD::Status status;
+  if (!FilePD::GetStatus(path, &status)) return nullptr;
+  return NewEntry(status.type == FilePD::kTypeDirectory, path, status.size);
 }
 
 void FileSystem::ReleaseEntry(DirEntry* entry) {
@@ -343,27 +279,27 @@ void FileSystem::ReleaseEntry(DirEntry* entry) {
 }
 
 bool FileSystem::CopyFile(TxString source, TxString destination) {
-  int const in = open64(source.ToAscii(), O_RDONLY);
+  int const in = FilePD::Open(source.ToAscii(), FilePD::kReadOnly, false);
   if (in < 0) return false;
-  int const out = open64(destination.ToAscii(), O_WRONLY | O_CREAT, kCopyFileMode);
+  int const out = FilePD::OpenWithMode(destination.ToAscii(), FilePD::kWriteCreate, kCopyFileMode);
   if (out < 0) {
-    close(in);
+    FilePD::Close(in);
     return false;
   }
   char block[kCopyFileBlock];
   std::int64_t copied = 0;
   // A failing read or write is reported: the destination is then no whole copy.
-  bool ok = CopyBlocks(in, out, block, sizeof block, copied);
+  bool ok = FilePD::CopyBlocks(in, out, block, sizeof block, copied);
   // A longer plain file is cut behind the copy, so no old bytes look like
   // part of it; cut at the end, not opened with O_TRUNC, so that copying a
   // file onto itself keeps it whole.
-  struct stat64 status;
-  if (ok && fstat64(out, &status) == 0 && S_ISREG(status.st_mode) &&
-      ftruncate64(out, copied) != 0) {
+  FilePD::Status status;
+  if (ok && FilePD::GetStatus(out, &status) && status.type == FilePD::kTypeFile &&
+      FilePD::Truncate(out, copied) != 0) {
     ok = false;
   }
-  close(in);
-  if (close(out) != 0) ok = false;
+  FilePD::Close(in);
+  if (FilePD::Close(out) != 0) ok = false;
   return ok;
 }
 
@@ -372,12 +308,12 @@ bool FileSystem::IsAbsolutePath(TxString const& path) {
 }
 
 bool FileSystem::GetFileTime(TxString const& path, TimeDate& time) {
-  struct stat64 status;
-  if (stat64(path.ToLatin1(), &status) != 0) {
+  FilePD::Status status;
+  if (!FilePD::GetStatus(path.ToLatin1(), &status)) {
     time.SetCalendarTime(0);
     return false;
   }
-  time.SetCalendarTime(static_cast<Tevrol::ULong>(status.st_mtime));
+  time.SetCalendarTime(static_cast<Tevrol::ULong>(status.modificationTime));
   return true;
 }
 
@@ -390,9 +326,9 @@ bool FileSystem::FileExists(TxString path) {
     Cut(base.ToAbsolutePath(TxString(bytes)).ToLatin1(), bytes);
   }
   // O_NONBLOCK: a FIFO must not hold the test until a writer comes.
-  int const fd = open64(bytes, O_RDONLY | O_NONBLOCK);
+  int const fd = FilePD::Open(bytes, FilePD::kReadOnlyNonBlocking, false);
   if (fd >= 0) {
-    close(fd);
+    FilePD::Close(fd);
     return true;
   }
   return errno == EEXIST;
@@ -412,12 +348,12 @@ bool FileSystem::DirectoryExists(TxString path) {
 bool FileSystem::DirectoryExists(char const* path) {
   // A null pointer reads as the empty text: the executable's folder.
   if (path == nullptr) path = "";
-  struct stat64 status;
-  if (path[0] == '/') return stat64(path, &status) != -1;
+  FilePD::Status status;
+  if (path[0] == '/') return FilePD::GetStatus(path, &status);
   FileSystem base;
   CutPath bytes;
   Cut(base.ToAbsolutePath(TxString(path)).ToLatin1(), bytes);
-  return stat64(bytes, &status) != -1;
+  return FilePD::GetStatus(bytes, &status);
 }
 
 void FileSystem::GetDrives(DirEntryArray& drives) {
