@@ -575,6 +575,8 @@ TEST_F(RemoveWalkTest, EveryFileOperationNeedsLessThan32KiBOfStack) {
       {"FileSystem::CreateDir", [&] { FileSystem().CreateDir(T(At("fs/a/b"))); }},
       {"FileSystem::CopyFile", [&] { FileSystem().CopyFile(T(At("file")), T(At("copy2"))); }},
       {"FileSystem::CopyEntry", [&] { FileSystem().CopyEntry(T(At("file")), T(At("copy3"))); }},
+      {"FileSystem::FindEntry",
+       [&] { FileSystem::ReleaseEntry(FileSystem().FindEntry(T(At("fil?")))); }},
       {"File open, write, read",
        [&] {
          File file(T(At("file")), O_RDWR, 0, 0, 0, false);
