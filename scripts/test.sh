@@ -79,7 +79,6 @@ stage_normal() {
   # prefix instead.
   configure_build "$dir" -DTEVROL_WERROR=ON -DTEVROL_BUILD_BENCH=ON -DCMAKE_INSTALL_PREFIX=/usr
   libdir=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:PATH=//p' "$dir/CMakeCache.txt")
-  export GTEST_DEATH_TEST_STYLE=threadsafe
   run_ctest "$dir"
   # The accessors are exported undecorated.
   local accessors
@@ -166,7 +165,7 @@ stage_asan() {
     -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
     -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage
   find "$dir" -name '*.gcda' -delete
-  GTEST_DEATH_TEST_STYLE=threadsafe UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 run_ctest "$dir"
   echo "line coverage must reach the floor of ${coverage_floor} %:"
   TEVROL_COVERAGE_MIN_LINES=$coverage_floor bash tools/coverage.sh --report-only "$dir"
@@ -175,7 +174,7 @@ stage_asan() {
 stage_tsan() {
   local dir="$out/tsan"
   configure_build "$dir" -DTEVROL_SANITIZE=thread -DTEVROL_BUILD_EXAMPLES=OFF
-  GTEST_DEATH_TEST_STYLE=threadsafe TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
     run_ctest "$dir"
 }
 
@@ -183,7 +182,7 @@ stage_arm() {
   local dir="$out/arm"
   configure_build "$dir" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/arm-linux-gnueabihf.cmake" \
     -DTEVROL_WERROR=ON -DTEVROL_BUILD_EXAMPLES=OFF
-  GTEST_DEATH_TEST_STYLE=fast TEST_EMULATOR="qemu-arm -L /usr/arm-linux-gnueabihf" run_ctest "$dir"
+  TEST_EMULATOR="qemu-arm -L /usr/arm-linux-gnueabihf" run_ctest "$dir"
 }
 
 # Shifts CLOCK_MONOTONIC of one process tree so that the tick wraps about 8 s

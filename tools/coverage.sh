@@ -24,7 +24,7 @@ if [ $report_only -eq 0 ]; then
     -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
   cmake --build "$dir" -j"$jobs"
   find "$dir" -name '*.gcda' -delete
-  (cd "$dir" && GTEST_DEATH_TEST_STYLE=threadsafe ASAN_OPTIONS=detect_leaks=1 \
+  (cd "$dir" && ASAN_OPTIONS=detect_leaks=1 \
     UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest -j"$jobs" --timeout 600 \
     --output-on-failure)
 fi

@@ -55,7 +55,7 @@ void ExitWithPendingChanges() {
 
 // At exit every system is shut down before the timer service goes: pending
 // changes and running timers neither block the exit nor fire (nor leak).
-TEST(ConfigSystemManagerExitTest, ExitWithPendingChangesAndRunningTimers) {
+TEST(ConfigSystemManagerDeathTest, ExitWithPendingChangesAndRunningTimers) {
   EXPECT_EXIT(ExitWithPendingChanges(), ::testing::ExitedWithCode(0), "");
 }
 

@@ -34,7 +34,7 @@ TEST(ProcessDataTest, MainThreadIsTheConstructingThread) {
 // a fresh process, a worker makes the first call while several others race
 // for it: every caller gets the same object, and exactly one thread of the
 // racers is its main thread.
-TEST(ProcessDataTest, ConcurrentFirstCallsConstructOnceOnTheFirstCaller) {
+TEST(ProcessDataDeathTest, ConcurrentFirstCallsConstructOnceOnTheFirstCaller) {
   EXPECT_EXIT(
       {
         constexpr int kThreads = 8;

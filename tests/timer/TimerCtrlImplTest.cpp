@@ -258,7 +258,7 @@ TEST_F(TimerCtrlImplTest, StressKeepsRemovedTimersSilent) {
 
 // At exit the service drops its timers without a Tick; exit() inside a Tick
 // ends the process instead of waiting for the timer thread.
-TEST(TimerCtrlExitTest, ExitDropsPendingTimersAndExitInsideATickDoesNotHang) {
+TEST(TimerCtrlDeathTest, ExitDropsPendingTimersAndExitInsideATickDoesNotHang) {
   EXPECT_EXIT(
       {
         static struct : TimerContext {
@@ -288,7 +288,7 @@ TEST(TimerCtrlExitTest, ExitDropsPendingTimersAndExitInsideATickDoesNotHang) {
 // time to report it.
 std::atomic<bool> g_exitingTickStarted{false};
 
-TEST(TimerCtrlExitTest, ExitInsideATickKeepsARemoveTimerWaiterWaiting) {
+TEST(TimerCtrlDeathTest, ExitInsideATickKeepsARemoveTimerWaiterWaiting) {
   EXPECT_EXIT(
       {
         std::atexit([] { ThreadHelper::Sleep(200); });

@@ -175,7 +175,7 @@ class ExitProbe : public Invokant {
 };
 ExitProbe g_exitProbe;
 
-TEST(MainThreadInvokerImplTest, PendingInvocationsRunAtProcessExit) {
+TEST(MainThreadInvokerDeathTest, PendingInvocationsRunAtProcessExit) {
   EXPECT_EXIT(
       {
         MainThreadInvoker* invoker = MainThreadInvoker_GetInstance();
@@ -204,7 +204,7 @@ class ExitingInvokant : public Invokant {
 };
 ExitingInvokant g_exitingInvokant;
 
-TEST(MainThreadInvokerImplTest, ExitWithinInvokedEndsTheProcessWithoutHanging) {
+TEST(MainThreadInvokerDeathTest, ExitWithinInvokedEndsTheProcessWithoutHanging) {
   EXPECT_EXIT(
       {
         MainThreadInvoker* invoker = MainThreadInvoker_GetInstance();
