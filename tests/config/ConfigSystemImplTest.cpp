@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "ConfigTestSupport.h"
-#include "TestSupport.h"
 #include "frame/Accessors.h"
-#include "threads/RecordingRunnable.h"
+#include "support/RecordingRunnable.h"
+#include "support/StressScale.h"
 #include "threads/ThreadHelper.h"
 #include "timer/TimerCtrl.h"
 
@@ -46,14 +46,6 @@ struct WatchedConfig : ConfigSystemImpl {
     TimerCtrl_GetInstance()->ChangeTimer(this);
     SetIntervall(kLong);
     return WaitUntil([&] { return ticks.load() > before; });
-  }
-  static bool WaitUntil(std::function<bool()> done) {
-    const auto limit = std::chrono::steady_clock::now() + kTestPatience;
-    while (!done()) {
-      if (std::chrono::steady_clock::now() > limit) return false;
-      ThreadHelper::Sleep(1);
-    }
-    return true;
   }
 
   static constexpr Tevrol::ULong kLong = 600000;  // never runs out within a test
@@ -298,7 +290,7 @@ TEST(ConfigSystemImplTest, StoresRacingTicksLoseNoChange) {
     if (i % 500 == 0) config.SetIntervall(static_cast<Tevrol::ULong>(i / 500 % 2));
   }
   EXPECT_EQ(broken, 0);
-  ASSERT_TRUE(WatchedConfig::WaitUntil([&] { return config.GetFlags() == Flags(false, false); }));
+  ASSERT_TRUE(WaitUntil([&] { return config.GetFlags() == Flags(false, false); }));
   EXPECT_EQ(exported.load(), rounds);
   EXPECT_FALSE(config.Registered());
   EXPECT_GT(config.ticks.load(), 0);

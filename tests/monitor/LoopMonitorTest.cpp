@@ -18,9 +18,10 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
 #include "frame/Accessors.h"
 #include "monitor/LoopMonitor.h"
+#include "support/StressScale.h"
+#include "support/Waiting.h"
 #include "threads/ThreadHelper.h"
 #include "timer/TimerContext.h"
 #include "timer/TimerCtrl.h"
@@ -31,8 +32,6 @@
 
 namespace {
 
-using std::chrono::seconds;
-
 // Runs a function; the test owns the task.
 class FunctionTask : public Task {
  public:
@@ -42,25 +41,6 @@ class FunctionTask : public Task {
 
  private:
   std::function<void()> m_run;
-};
-
-// Opens once; waits are bounded so that a fault fails instead of hanging.
-class Gate {
- public:
-  void Open() {
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_open = true;
-    m_changed.notify_all();
-  }
-  bool Wait() {
-    std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, seconds(30), [&] { return m_open; });
-  }
-
- private:
-  std::mutex m_lock;
-  std::condition_variable m_changed;
-  bool m_open = false;
 };
 
 // What the watchdog reported, in order, as "Hang slow", "HangEnded slow",
@@ -79,7 +59,7 @@ class ReportLog {
   }
   bool WaitFor(std::string const& entry) {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, seconds(30), [&] {
+    return WaitUntil(guard, m_changed, [&] {
       for (auto const& e : m_entries) {
         if (e == entry) return true;
       }

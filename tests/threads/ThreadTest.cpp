@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
+#include "support/RecordingRunnable.h"
+#include "support/StressScale.h"
 #include "threads/PDStdOperations.h"
-#include "threads/RecordingRunnable.h"
 
 namespace {
 

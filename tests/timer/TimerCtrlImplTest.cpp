@@ -11,13 +11,13 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
 #include "frame/Accessors.h"
-#include "threads/RecordingRunnable.h"
+#include "support/Journal.h"
+#include "support/RecordingRunnable.h"
+#include "support/StressScale.h"
 #include "threads/Tick.h"
 #include "threads/TickOffsetForTesting.h"
 #include "timer/TimerContext.h"
-#include "workloop/Journal.h"
 #include "workloop/WorkLoopImpl.h"
 
 namespace {

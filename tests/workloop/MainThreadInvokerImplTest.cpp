@@ -15,8 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
 #include "frame/Accessors.h"
+#include "support/StressScale.h"
+#include "support/Waiting.h"
 #include "threads/ThreadHelper.h"
 
 namespace {
@@ -51,11 +52,9 @@ class CallLog {
     std::lock_guard<std::mutex> guard(m_lock);
     return m_calls;
   }
-  // At most 30 s, to turn a hang into a failure.
   bool WaitForCount(std::size_t count) {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, std::chrono::seconds(30),
-                              [&] { return m_calls.size() >= count; });
+    return WaitUntil(guard, m_changed, [&] { return m_calls.size() >= count; });
   }
   std::atomic<int> m_overlaps{0};
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "workloop/Journal.h"
+#include "support/Journal.h"
 
 namespace {
 

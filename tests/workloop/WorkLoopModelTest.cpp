@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "TestSupport.h"
-#include "workloop/Journal.h"
+#include "support/Journal.h"
+#include "support/StressScale.h"
 #include "workloop/WorkLoopDifferential.h"
 #include "workloop/WorkLoopImpl.h"
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <string>
 
+#include "support/Journal.h"
 #include "threads/Tick.h"
-#include "workloop/Journal.h"
 #include "workloop/WorkLoopImpl.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "TestSupport.h"
+#include "support/StressScale.h"
 #include "workloop/Task.h"
 #include "workloop/WorkLoop.h"
 

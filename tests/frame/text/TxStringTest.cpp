@@ -12,9 +12,9 @@
 #include <tuple>
 #include <vector>
 
-#include "TestSupport.h"
 #include "frame/text/TxStringArray.h"
 #include "frame/text/TxTokenizer.h"
+#include "support/StressScale.h"
 
 namespace {
 

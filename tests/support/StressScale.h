@@ -1,5 +1,5 @@
-#ifndef TEVROL_TESTS_TESTSUPPORT_H
-#define TEVROL_TESTS_TESTSUPPORT_H
+#ifndef TEVROL_TESTS_SUPPORT_STRESSSCALE_H
+#define TEVROL_TESTS_SUPPORT_STRESSSCALE_H
 
 // Stress tests divide their iterations by this where a run is slow:
 // ThreadSanitizer, or the ARM build under qemu.

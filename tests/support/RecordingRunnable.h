@@ -1,8 +1,7 @@
-#ifndef TEVROL_TESTS_THREADS_RECORDINGRUNNABLE_H
-#define TEVROL_TESTS_THREADS_RECORDINGRUNNABLE_H
+#ifndef TEVROL_TESTS_SUPPORT_RECORDINGRUNNABLE_H
+#define TEVROL_TESTS_SUPPORT_RECORDINGRUNNABLE_H
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -10,12 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "support/Waiting.h"
 #include "threads/Runnable.h"
 #include "threads/Thread.h"
 #include "threads/ThreadHelper.h"
-
-// Every wait of the tests gives up after this, to turn a hang into a failure.
-constexpr auto kTestPatience = std::chrono::seconds(30);
 
 // Records every callback with the OS thread it ran on, and lets a test wait
 // for a callback instead of sleeping for a guess.
@@ -44,7 +41,7 @@ class RecordingRunnable : public Runnable {
   }
   bool WaitForCount(char const* name, int count) {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, kTestPatience, [&] { return CountLocked(name) >= count; });
+    return WaitUntil(guard, m_changed, [&] { return CountLocked(name) >= count; });
   }
   int Count(char const* name) {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -79,42 +76,5 @@ class RecordingRunnable : public Runnable {
   std::condition_variable m_changed;
   std::vector<std::pair<std::string, Tevrol::ThreadId>> m_calls;
 };
-
-// A one-way gate for handshakes between a test and a callback. Owners open
-// it before they stop the Thread, so a failed assertion never leaves a
-// callback blocked and a Stop joining forever.
-class Gate {
- public:
-  void Open() {
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_open = true;
-    m_changed.notify_all();
-  }
-  // Only while no callback can be waiting on it.
-  void Close() {
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_open = false;
-  }
-  bool Wait() {
-    std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, kTestPatience, [&] { return m_open; });
-  }
-
- private:
-  std::mutex m_lock;
-  std::condition_variable m_changed;
-  bool m_open = false;
-};
-
-// Polls until `condition` holds, at most kTestPatience.
-template <typename Condition>
-bool WaitUntil(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kTestPatience;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    ThreadHelper::Sleep(1);
-  }
-  return true;
-}
 
 #endif

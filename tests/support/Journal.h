@@ -1,5 +1,5 @@
-#ifndef TEVROL_TESTS_WORKLOOP_JOURNAL_H
-#define TEVROL_TESTS_WORKLOOP_JOURNAL_H
+#ifndef TEVROL_TESTS_SUPPORT_JOURNAL_H
+#define TEVROL_TESTS_SUPPORT_JOURNAL_H
 
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Waiting.h"
 #include "threads/ThreadHelper.h"
 #include "threads/TickOffsetForTesting.h"
 #include "workloop/Task.h"
@@ -42,10 +43,10 @@ class Journal {
     }
     return executed;
   }
-  // Waits (at most 30 s, to turn a hang into a failure) for `entry`.
+  // Waits for `entry`.
   bool WaitFor(std::string const& entry) {
     std::unique_lock<std::mutex> guard(m_lock);
-    return m_changed.wait_for(guard, std::chrono::seconds(30), [&] {
+    return WaitUntil(guard, m_changed, [&] {
       return std::find(m_entries.begin(), m_entries.end(), entry) != m_entries.end();
     });
   }
