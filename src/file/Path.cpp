@@ -97,12 +97,14 @@ Tevrol::Long NormaliseLocal(char16_t const* in, Tevrol::Long count, char16_t* ou
   if (kVectorUnit && out != in && count > 8) {
     const Units8 flip8 = Units8{} + static_cast<std::int16_t>(flip);
     const std::int16_t slash = kSlash, backslash = kBackslash, colon = kColon;
+    auto block = [&](Tevrol::Long at) {
+      const Units8 units = Load8(in + at);
+      return units ^ ((units == backslash) & flip8);
+    };
     step(i++);
     for (; i + 8 <= count; i += 8) {
-      Units8 units = Load8(in + i);
-      Units8 before = Load8(in + i - 1);
-      units ^= (units == backslash) & flip8;
-      before ^= (before == backslash) & flip8;
+      const Units8 units = block(i);
+      const Units8 before = block(i - 1);
       const Units8 doubled = (units == slash) & (before == slash);
       const Units8 colons8 = units == colon;
       if (AnyLane(doubled | colons8)) {
@@ -115,6 +117,23 @@ Tevrol::Long NormaliseLocal(char16_t const* in, Tevrol::Long count, char16_t* ou
       std::memcpy(out + length, &units, sizeof units);
       length += 8;
       previous = static_cast<char16_t>(units[7]);
+    }
+    // The last units as the new lanes of a block that ends with the text.
+    // Without "//" in it, its old lanes were copied unchanged, so the whole
+    // block can be written over them.
+    const Tevrol::Long rest = count - i;
+    if (rest > 0) {
+      const Units8 units = block(count - 8);
+      const Units8 before = block(count - 9);
+      const Units8 lane = {0, 1, 2, 3, 4, 5, 6, 7};
+      const Units8 colons8 = (units == colon) & (lane >= static_cast<std::int16_t>(8 - rest));
+      if (!AnyLane((units == slash) & (before == slash))) {
+        for (int k = 0; k < 8; ++k) colons += colons8[k] != 0 ? 1 : 0;
+        std::memcpy(out + length - (8 - rest), &units, sizeof units);
+        length += rest;
+        previous = static_cast<char16_t>(units[7]);
+        i = count;
+      }
     }
   }
   for (; i < count; ++i) step(i);
