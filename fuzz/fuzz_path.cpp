@@ -1,5 +1,6 @@
 // Path construction, parts and appends on any text, in every notation
-// (POSIX, "C:\\dir", "\\\\srv\\share", "file://host/dir"). The input is two
+// (POSIX, "C:\\dir", "\\\\srv\\share", "file://host/dir"); construction and
+// Init give exactly what the step-by-step model gives. The input is two
 // texts split at the first zero byte: the path, and a text to append to it.
 // Bytes are code units 1 to 255; a byte 0x01 followed by two more gives one
 // code unit above 255.
@@ -8,6 +9,7 @@
 
 #include "FuzzCheck.h"
 #include "file/Path.h"
+#include "file/PathModel.h"
 
 namespace {
 
@@ -112,6 +114,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   Path const path(input);
   Long const net = path.GetNetworkPartForTesting();
+  PathModel const model(input);
+  FUZZ_CHECK(static_cast<TxString const&>(path) == model);
+  FUZZ_CHECK(net == model.NetworkPart());
+  // Init alone keeps backslashes and sees no network part.
+  Path raw;
+  raw.TxString::operator=(input);
+  raw.Init();
+  TxString modelRaw = input;
+  PathModel::Init(modelRaw);
+  FUZZ_CHECK(static_cast<TxString const&>(raw) == modelRaw);
   TxString const prepared = Prepared(input);
 
   // "file://srv", "file://" and "\\\\srv" name no share: no network part,

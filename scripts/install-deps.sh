@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build needs, if missing. Safe to run again.
 #   scripts/install-deps.sh            what building and running the demo needs
-#   scripts/install-deps.sh --all      also tests, benchmarks, ARM cross build, format check,
-#                                      fuzzing, static analysis, coverage, the ABI check and
-#                                      the Debian packages
+#   scripts/install-deps.sh --all      also tests, benchmarks (GLib is their peer), ARM cross
+#                                      build, format check, fuzzing, static analysis, coverage,
+#                                      the ABI check and the Debian packages
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config)
 if [ "${1:-}" = "--all" ]; then
-  packages+=(googletest libgtest-dev libgmock-dev libbenchmark-dev clang-format
+  packages+=(googletest libgtest-dev libgmock-dev libbenchmark-dev libglib2.0-dev clang-format
              g++-arm-linux-gnueabihf qemu-user clang libclang-rt-14-dev clang-tidy gcovr
              abigail-tools dpkg-dev file)
 fi

@@ -108,6 +108,8 @@ class TEVROL_EXPORT TxString {
   void Clear() { m_length = 0; }
 
  private:
+  friend class TxStringBuffer;  // the library's own unit-by-unit loops
+
   TxString(char16_t const* units, Tevrol::Long count);
   void AppendBytes(char const* bytes);
   // units must not point into this text's own buffer (Reserve may free it).
