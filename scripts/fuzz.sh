@@ -2,7 +2,7 @@
 # Builds the libFuzzer targets of fuzz/ with clang (AddressSanitizer and
 # UndefinedBehaviorSanitizer) and runs each one from a copy of its seed
 # corpus for a bounded time. Fails on any crash, leak, time-out or mismatch.
-#   bash scripts/fuzz.sh [build-dir]          (default build/fuzz)
+#   bash scripts/fuzz.sh [build-dir]          (default build/ci/fuzz, preset "fuzz")
 #   TEVROL_FUZZ_SECONDS=600 bash scripts/fuzz.sh
 # TEVROL_FUZZ_SECONDS (default 60) is the time of all targets together,
 # split evenly; TEVROL_FUZZ_TARGETS="fuzz_path fuzz_wildcard" runs a subset.
@@ -17,27 +17,20 @@ if ! command -v clang++ > /dev/null 2>&1; then
   exit 2
 fi
 
-build="${1:-build/fuzz}"
+build="${1:-build/ci/fuzz}"
 case "$build" in /*) ;; *) build="$root/$build" ;; esac
-targets=(${TEVROL_FUZZ_TARGETS:-fuzz_priority_file fuzz_path fuzz_strfunctions fuzz_wildcard
-  fuzz_timedate fuzz_containers fuzz_config_import fuzz_ring_buffer fuzz_workloop fuzz_timer_list
-  fuzz_trace_svg})
+mkdir -p "$(dirname "$build")"
+cmake --preset fuzz -B "$build" > "$build.configure.log" 2>&1 \
+  || { cat "$build.configure.log"; exit 1; }
+# The targets are listed once, in fuzz/CMakeLists.txt, which writes them here.
+mapfile -t all < "$build/fuzz/targets.txt"
+targets=(${TEVROL_FUZZ_TARGETS:-${all[*]}})
 total="${TEVROL_FUZZ_SECONDS:-60}"
 each=$(( total / ${#targets[@]} ))
 [ "$each" -ge 1 ] || each=1
-
-tools=()
-if grep -q "TEVROL_BUILD_TOOLS" "$root/CMakeLists.txt"; then
-  tools=(-DTEVROL_BUILD_TOOLS=OFF)
-fi
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DTEVROL_SANITIZE=fuzzer-no-link,address,undefined -DTEVROL_BUILD_FUZZ=ON \
-  -DTEVROL_BUILD_TESTS=OFF -DTEVROL_BUILD_EXAMPLES=OFF "${tools[@]}" > "$build.configure.log" 2>&1 \
-  || { cat "$build.configure.log"; exit 1; }
 # Only the fuzz targets: the shared library does not link with clang's
 # sanitizer runtimes.
-cmake --build "$build" -j2 --target "${targets[@]}"
+cmake --build "$build" -j"$(nproc)" --target "${targets[@]}"
 
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"

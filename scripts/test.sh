@@ -17,7 +17,7 @@ cd "$(dirname "$0")/.."
 root=$(pwd)
 out="$root/build/ci"
 stages="${TEVROL_STAGES:-normal asan tsan arm wrap fuzz format}"
-jobs=2
+jobs=$(nproc)
 
 bash scripts/install-deps.sh --all
 
@@ -26,27 +26,26 @@ failed=0
 summary() { echo "${passed} passed, ${failed} failed"; }
 trap 'status=$?; if [ $status -ne 0 ]; then echo "FAILED in stage ${stage:-setup}"; [ $failed -eq 0 ] && failed=1; summary; fi' EXIT
 
-# Runs ctest in a build folder and adds its counts to the totals.
+# Runs the test preset of a stage and adds the counts of its JUnit report to
+# the totals (a test that CTest skips counts as passed, as in its summary).
 run_ctest() {
-  local dir=$1 log
-  log=$(mktemp)
+  local preset=$1 junit="$out/$1.junit.xml" rc suite total bad
+  rm -f "$junit"
   set +e
-  (cd "$dir" && ctest -j"$jobs" --output-on-failure --timeout 600) 2>&1 | tee "$log" | grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+: '
-  local rc=${PIPESTATUS[0]}
+  ctest --preset "$preset" -j"$jobs" --output-junit "$junit" 2>&1 |
+    grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed|^ +Start +[0-9]+: '
+  rc=${PIPESTATUS[0]}
   set -e
-  local line total bad
-  line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -1 || true)
-  if [ -n "$line" ]; then
-    bad=$(echo "$line" | sed -E 's/.* ([0-9]+) tests? failed out of ([0-9]+).*/\1/')
-    total=$(echo "$line" | sed -E 's/.* failed out of ([0-9]+).*/\1/')
-    passed=$((passed + total - bad))
-    failed=$((failed + bad))
-  fi
-  rm -f "$log"
-  if [ "$rc" -ne 0 ] || [ -z "$line" ]; then
-    [ -z "$line" ] && failed=$((failed + 1))
+  suite=$(tr '\n\t' '  ' < "$junit" 2>/dev/null | grep -o '<testsuite [^>]*>' | head -1 || true)
+  if [ -z "$suite" ]; then
+    failed=$((failed + 1))
     return 1
   fi
+  total=$(echo "$suite" | sed -E 's/.* tests="([0-9]+)".*/\1/')
+  bad=$(echo "$suite" | sed -E 's/.* failures="([0-9]+)".*/\1/')
+  passed=$((passed + total - bad))
+  failed=$((failed + bad))
+  [ "$rc" -eq 0 ]
 }
 
 # Runs a command with its output kept back, and shows that output only if it fails.
@@ -59,10 +58,11 @@ quietly() {
   return "$rc"
 }
 
+# Configures and builds a stage by its preset (CMakePresets.json), in
+# build/ci/<preset>.
 configure_build() {
-  local dir=$1; shift
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
-  cmake --build "$dir" -j"$jobs"
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" -j"$jobs"
 }
 
 timed() {
@@ -77,9 +77,9 @@ stage_normal() {
   local dir="$out/normal" prefix="$out/normal/install" libdir
   # Configured for /usr, as the Debian packages are; the install goes to the
   # prefix instead.
-  configure_build "$dir" -DTEVROL_WERROR=ON -DTEVROL_BUILD_BENCH=ON -DCMAKE_INSTALL_PREFIX=/usr
+  configure_build normal
   libdir=$(sed -n 's/^CMAKE_INSTALL_LIBDIR:PATH=//p' "$dir/CMakeCache.txt")
-  run_ctest "$dir"
+  run_ctest normal
   # The accessors are exported undecorated.
   local accessors
   accessors=$(nm -D --defined-only "$dir/src/libTevrolDLL.so" | grep -cE ' T [A-Za-z]+_GetInstance$' || true)
@@ -161,28 +161,21 @@ coverage_floor=95.0
 
 stage_asan() {
   local dir="$out/asan"
-  configure_build "$dir" -DTEVROL_SANITIZE=address,undefined -DTEVROL_BUILD_EXAMPLES=OFF \
-    -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
-    -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage
+  configure_build asan
   find "$dir" -name '*.gcda' -delete
-  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 run_ctest "$dir"
+  run_ctest asan
   echo "line coverage must reach the floor of ${coverage_floor} %:"
   TEVROL_COVERAGE_MIN_LINES=$coverage_floor bash tools/coverage.sh --report-only "$dir"
 }
 
 stage_tsan() {
-  local dir="$out/tsan"
-  configure_build "$dir" -DTEVROL_SANITIZE=thread -DTEVROL_BUILD_EXAMPLES=OFF
-  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-    run_ctest "$dir"
+  configure_build tsan
+  run_ctest tsan
 }
 
 stage_arm() {
-  local dir="$out/arm"
-  configure_build "$dir" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/arm-linux-gnueabihf.cmake" \
-    -DTEVROL_WERROR=ON -DTEVROL_BUILD_EXAMPLES=OFF
-  TEST_EMULATOR="qemu-arm -L /usr/arm-linux-gnueabihf" run_ctest "$dir"
+  configure_build arm
+  run_ctest arm
 }
 
 # Shifts CLOCK_MONOTONIC of one process tree so that the tick wraps about 8 s
@@ -191,8 +184,8 @@ stage_arm() {
 stage_wrap() {
   local check="$out/normal/tests/timer/tickwrap_check" mono offset
   if [ ! -x "$check" ]; then
-    cmake -S . -B "$out/normal" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTEVROL_WERROR=ON >/dev/null
-    cmake --build "$out/normal" -j"$jobs" --target tickwrap_check
+    cmake --preset normal >/dev/null
+    cmake --build --preset normal -j"$jobs" --target tickwrap_check
   fi
   if ! unshare --time --fork --monotonic 1 true 2>/dev/null; then
     echo "time namespaces refused here (need root and Linux 5.6+): real wrap check skipped"
@@ -227,8 +220,7 @@ stage_format() {
   echo "clang-format: $(echo "$files" | wc -l) files clean"
   bash scripts/check-platform-includes.sh
   # clang-tidy reads the compile commands of the normal build.
-  [ -f "$out/normal/compile_commands.json" ] ||
-    cmake -S . -B "$out/normal" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  [ -f "$out/normal/compile_commands.json" ] || cmake --preset normal >/dev/null
   # Its findings are errors (.clang-tidy); the counts of suppressed warnings
   # in system headers are noise.
   git ls-files 'src/*.cpp' | xargs -P"$jobs" -n4 clang-tidy-14 -p "$out/normal" --quiet 2>&1 |

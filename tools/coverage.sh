@@ -1,32 +1,29 @@
 #!/usr/bin/env bash
-# Line and branch coverage of src/ by all unit tests. Builds with coverage on
-# top of AddressSanitizer and UndefinedBehaviorSanitizer (as the CI does, so
-# one build serves both), runs every test, and writes
+# Line and branch coverage of src/ by all unit tests. Builds the preset "asan"
+# (coverage on top of AddressSanitizer and UndefinedBehaviorSanitizer, so one
+# build serves both, as in the CI), runs every test, and writes
 #   <dir>/coverage.html (with a page per file) and <dir>/coverage.txt.
-#   tools/coverage.sh [build-dir]                build, test, report
+#   tools/coverage.sh                            build, test, report in build/ci/asan
 #   tools/coverage.sh --report-only build-dir    report on tests already run
-# (default build/coverage; needs gcovr). TEVROL_COVERAGE_MIN_LINES=N makes it
+# (needs gcovr). TEVROL_COVERAGE_MIN_LINES=N makes it
 # fail when line coverage is below N percent. The totals come last.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-jobs=${JOBS:-2}
+jobs=${JOBS:-$(nproc)}
 report_only=0
 if [ "${1:-}" = "--report-only" ]; then
   report_only=1
   shift
 fi
-dir=${1:-build/coverage}
+dir=${1:-build/ci/asan}
 
 if [ $report_only -eq 0 ]; then
-  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DTEVROL_SANITIZE=address,undefined -DTEVROL_BUILD_EXAMPLES=OFF \
-    -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
-    -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage >/dev/null
-  cmake --build "$dir" -j"$jobs"
+  # The CI's sanitizer stage: the preset "asan", in its folder.
+  dir=build/ci/asan
+  cmake --preset asan >/dev/null
+  cmake --build --preset asan -j"$jobs"
   find "$dir" -name '*.gcda' -delete
-  (cd "$dir" && ASAN_OPTIONS=detect_leaks=1 \
-    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest -j"$jobs" --timeout 600 \
-    --output-on-failure)
+  ctest --preset asan -j"$jobs"
 fi
 
 # CMake's probe of the compiler leaves notes without data or source.
