@@ -8,7 +8,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config)
 if [ "${1:-}" = "--all" ]; then
-  packages+=(googletest libgtest-dev libgmock-dev libbenchmark-dev clang-format
+  packages+=(googletest libgtest-dev libgmock-dev libbenchmark-dev libglib2.0-dev clang-format
              g++-arm-linux-gnueabihf qemu-user clang libclang-rt-14-dev clang-tidy gcovr
              abigail-tools dpkg-dev file)
 fi

@@ -12,6 +12,8 @@
 #include "frame/text/TxString.h"
 #include "threads/CriticalSection.h"
 
+class InputStreamBuffer;
+
 // The store of one configuration system: groups of keys in two levels of
 // maps (17 buckets each), names as Latin-1 bytes.
 //
@@ -89,8 +91,11 @@ class ConfigSystemImpl : public ConfigSystem {
 
   // Import, reporting to `observer` (may be null) how every line was taken.
   void ImportFile(ConfigImportObserver* observer);
-  // The lines of `stream` into the store, as Import reads an opened file.
+  // The lines of `stream` into the store, as Import reads an opened file:
+  // one byte a Read. From an InputStreamBuffer the bytes it holds are taken
+  // inline, without its virtual Read, which is called only to refill it.
   void ImportLines(InputStream& stream, ConfigImportObserver* observer);
+  void ImportLines(InputStreamBuffer& stream, ConfigImportObserver* observer);
   // Calls visit for every group (value null for an empty group) and every
   // key, group by group in map order. For the configuration tool and tests.
   template <class Visit>
@@ -99,8 +104,22 @@ class ConfigSystemImpl : public ConfigSystem {
   void GetFlagsForTesting(bool& dirty, bool& exportTimerRunning);
 
  private:
+  // The texts that ReadLines hands to the store operations, with their
+  // bytes, so that the store need not convert them back when they reach
+  // CreateKeyDataContainer unchanged (the same objects).
+  struct ImportNames {
+    TxString const* group;
+    char const* groupBytes;
+    TxString const* key;
+    char const* keyBytes;
+  };
+
   // With a changed value: the start of the change cycle.
   void Changed();
+  template <class Stream>
+  void ReadLines(Stream& stream, ConfigImportObserver* observer);
+  // CreateKeyDataContainer by the names' Latin-1 bytes.
+  ConfigKeyDataContainer* FindOrCreateKey(char const* group, char const* key);
 
   TxString m_persistentStorageFolder;
   TxString m_appName;
@@ -110,6 +129,11 @@ class ConfigSystemImpl : public ConfigSystem {
   bool m_dirty;               // guarded by m_lock
   bool m_exportTimerRunning;  // guarded by m_lock
   CriticalSection m_lock;     // guards the two flags; taken by nothing else
+  // The group found or made last: an import stores its keys group by group.
+  // Both null while unknown; groups go only with Shutdown, which clears them.
+  char const* m_lastGroupName;  // the map's own copy
+  KeyMap* m_lastGroupKeys;
+  ImportNames const* m_importNames;  // set by ReadLines around each store; else null
 };
 
 template <class Visit>
