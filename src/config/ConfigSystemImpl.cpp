@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <type_traits>
 
 #include "file/File.h"
 #include "file/InputStreamBuffer.h"
@@ -27,6 +28,8 @@ ConfigSystemImpl::ConfigSystemImpl()
       m_exportTimerRunning(false),
       m_lastGroupName(nullptr),
       m_lastGroupKeys(nullptr),
+      m_lastGroupSerial(0),
+      m_groupSerial(0),
       m_importNames(nullptr) {}
 
 ConfigSystemImpl::~ConfigSystemImpl() = default;
@@ -81,25 +84,29 @@ ConfigKeyDataContainer* ConfigSystemImpl::CreateKeyDataContainer(TxString const&
                                                                  TxString const& key) {
   ImportNames const* const names = m_importNames;
   if (names != nullptr && &group == names->group && &key == names->key) {
-    return FindOrCreateKey(names->groupBytes, names->keyBytes);
+    return FindOrCreateKey(names->groupBytes, names->keyBytes, names->groupSerial);
   }
   TxByteArray const groupName = group.ToLatin1();
   TxByteArray const keyName = key.ToLatin1();
-  return FindOrCreateKey(groupName, keyName);
+  return FindOrCreateKey(groupName, keyName, 0);
 }
 
-ConfigKeyDataContainer* ConfigSystemImpl::FindOrCreateKey(char const* group, char const* key) {
-  if (m_lastGroupName == nullptr || std::strcmp(m_lastGroupName, group) != 0) {
-    GroupMap::CEntry* const groupEntry = m_groups.Lookup(group);
-    if (groupEntry != nullptr) {
-      m_lastGroupName = groupEntry->m_key;
-      m_lastGroupKeys = groupEntry->m_value;
-    } else {
-      char* copy = nullptr;
-      StrFunctionsPI::SetStringData(copy, group);
-      m_lastGroupKeys = m_groups[copy] = new KeyMap(17, kMapBlockSize);
-      m_lastGroupName = copy;
+ConfigKeyDataContainer* ConfigSystemImpl::FindOrCreateKey(char const* group, char const* key,
+                                                          std::uint64_t groupSerial) {
+  if (groupSerial == 0 || groupSerial != m_lastGroupSerial) {
+    if (m_lastGroupName == nullptr || std::strcmp(m_lastGroupName, group) != 0) {
+      GroupMap::CEntry* const groupEntry = m_groups.Lookup(group);
+      if (groupEntry != nullptr) {
+        m_lastGroupName = groupEntry->m_key;
+        m_lastGroupKeys = groupEntry->m_value;
+      } else {
+        char* copy = nullptr;
+        StrFunctionsPI::SetStringData(copy, group);
+        m_lastGroupKeys = m_groups[copy] = new KeyMap(17, kMapBlockSize);
+        m_lastGroupName = copy;
+      }
     }
+    m_lastGroupSerial = groupSerial;
   }
   KeyMap* const keys = m_lastGroupKeys;
   // One walk of the chain, where Lookup and then operator[] walk it twice
@@ -251,6 +258,7 @@ void ConfigSystemImpl::Shutdown() {
   m_groups.RemoveAll();
   m_lastGroupName = nullptr;
   m_lastGroupKeys = nullptr;
+  m_lastGroupSerial = 0;
 
   TimerCtrl* const timers = TimerCtrl_GetInstance();
   if (timers != nullptr) {
@@ -319,26 +327,9 @@ void ConfigSystemImpl::ImportFile(ConfigImportObserver* observer) {
 
 namespace {
 
-// ReadLineFromFile into a buffer of kConfigLineBufferSize bytes.
-bool ReadLine(InputStream& stream, unsigned char* buffer, Tevrol::ULong& lineLength) {
-  Tevrol::ULong length = 0;
-  bool read = true;
-  while (length + 1 < kConfigLineBufferSize) {
-    Tevrol::ULong got = 0;
-    if (stream.Read(buffer + length, 1, &got) != 0) {
-      read = false;
-      break;
-    }
-    if (got == 0) break;
-    if (buffer[length++] == '\n') break;
-  }
-  buffer[length] = 0;
-  lineLength = length;
-  return read;
-}
-
-// The same, with the bytes the ring holds taken inline; Read, one byte, only
-// when it has run empty.
+// ReadLineFromFile into a buffer of kConfigLineBufferSize bytes, with the
+// bytes the ring holds taken inline; Read, one byte, only when it has run
+// empty.
 bool ReadLine(InputStreamBuffer& stream, unsigned char* buffer, Tevrol::ULong& lineLength) {
   Tevrol::ULong length = 0;
   bool read = true;
@@ -386,13 +377,18 @@ void ConfigSystemImpl::ReadLines(Stream& stream, ConfigImportObserver* observer)
   TxString text;
   auto* const groupBytes = new char[kConfigLineBufferSize];
   groupBytes[0] = '\0';
-  ImportNames names{&group, groupBytes, &key, nullptr};
+  ImportNames names{&group, groupBytes, &key, nullptr, 0};
   ImportNames const* const outer = m_importNames;  // a store may import again
   bool inGroup = false;
   bool restOfCutLine = false;
   Tevrol::ULong lineNumber = 1;
   Tevrol::ULong length = 0;
-  while (ReadLine(stream, line, length)) {
+  for (;;) {
+    if constexpr (std::is_same<Stream, InputStreamBuffer>::value) {
+      if (!ReadLine(stream, line, length)) break;
+    } else if (!ReadLineFromFile(stream, line, kConfigLineBufferSize, length)) {
+      break;
+    }
     // A stream that gives no byte and code 0 ends with an empty piece.
     if (length == 0) break;
     char* const lineText = reinterpret_cast<char*>(line);
@@ -402,6 +398,7 @@ void ConfigSystemImpl::ReadLines(Stream& stream, ConfigImportObserver* observer)
     if (parsed.kind == ConfigLineKind::Group) {
       group = parsed.name;
       std::strcpy(groupBytes, parsed.name);
+      names.groupSerial = ++m_groupSerial;
       inGroup = true;
     } else if (parsed.kind != ConfigLineKind::Ignored) {
       key = parsed.name;

@@ -1,6 +1,8 @@
 #ifndef TEVROL_CONFIG_CONFIGSYSTEMIMPL_H
 #define TEVROL_CONFIG_CONFIGSYSTEMIMPL_H
 
+#include <cstdint>
+
 #include "config/ConfigKeyDataContainer.h"
 #include "config/ConfigLineParser.h"
 #include "config/ConfigSystem.h"
@@ -112,14 +114,17 @@ class ConfigSystemImpl : public ConfigSystem {
     char const* groupBytes;
     TxString const* key;
     char const* keyBytes;
+    std::uint64_t groupSerial;  // new for every header a ReadLines reads
   };
 
   // With a changed value: the start of the change cycle.
   void Changed();
   template <class Stream>
   void ReadLines(Stream& stream, ConfigImportObserver* observer);
-  // CreateKeyDataContainer by the names' Latin-1 bytes.
-  ConfigKeyDataContainer* FindOrCreateKey(char const* group, char const* key);
+  // CreateKeyDataContainer by the names' Latin-1 bytes; groupSerial from
+  // ImportNames, 0 for other callers.
+  ConfigKeyDataContainer* FindOrCreateKey(char const* group, char const* key,
+                                          std::uint64_t groupSerial);
 
   TxString m_persistentStorageFolder;
   TxString m_appName;
@@ -133,6 +138,10 @@ class ConfigSystemImpl : public ConfigSystem {
   // Both null while unknown; groups go only with Shutdown, which clears them.
   char const* m_lastGroupName;  // the map's own copy
   KeyMap* m_lastGroupKeys;
+  // The import header the last group was found for (0: another caller), so
+  // that its keys need not even compare the name; the last serial given.
+  std::uint64_t m_lastGroupSerial;
+  std::uint64_t m_groupSerial;
   ImportNames const* m_importNames;  // set by ReadLines around each store; else null
 };
 
