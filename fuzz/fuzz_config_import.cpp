@@ -8,8 +8,11 @@
 // pieces of at most 1023 bytes that end at a line end or at that limit; each
 // line parses the same again in a buffer of its own size (names and text
 // inside it, at most 341 bytes from a list of 1023); a key line read without
-// a note gives what its bytes say; and the store equals a plain map filled
-// from those lines, last value wins, no group without keys.
+// a note gives what its bytes say; the store equals a plain map filled from
+// those lines, last value wins, no group without keys; and the plain reader
+// of tests/config (one virtual Read a byte, sscanf) makes the same store
+// calls in the same order, the same observer calls and the same store, as
+// does a stream read without the buffer's inline path.
 #include <unistd.h>
 
 #include <cstddef>
@@ -24,6 +27,7 @@
 #include <vector>
 
 #include "FuzzCheck.h"
+#include "config/ConfigImportModel.h"
 #include "config/ConfigLineParser.h"
 #include "config/ConfigSystemImpl.h"
 #include "file/InputStream.h"
@@ -161,15 +165,17 @@ bool Inside(char const* pointer, char const* begin, std::size_t length) {
 }
 
 // Checks every line handed on and builds the model store from it.
-class Checker : public ConfigImportObserver {
+class Checker : public ConfigImportModel::RecordingObserver {
  public:
   void FileRead(char const* path) override {
+    RecordingObserver::FileRead(path);
     m_fileReported = true;
     m_file = path != nullptr ? path : "";
   }
 
   void Line(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length,
             ConfigLine const& parsed) override {
+    RecordingObserver::Line(lineNumber, raw, length, parsed);
     FUZZ_CHECK(!m_ended);
     FUZZ_CHECK(length >= 1 && length <= kLineLimit);
     bool const endsLine = raw[length - 1] == '\n';
@@ -238,6 +244,7 @@ class Checker : public ConfigImportObserver {
   }
 
   void End(Tevrol::ULong lineNumber, char const* raw, Tevrol::ULong length) override {
+    RecordingObserver::End(lineNumber, raw, length);
     FUZZ_CHECK(!m_ended);
     m_ended = true;
     FUZZ_CHECK(lineNumber == m_lineNumber);
@@ -289,6 +296,26 @@ Store Snapshot(ConfigSystemImpl& system) {
   return store;
 }
 
+// What one reader showed of an import, to compare with another.
+struct Seen {
+  std::string calls;
+  std::string observed;
+  Store store;
+  bool dirty = false;
+  bool timer = false;
+  bool operator==(Seen const& other) const {
+    return calls == other.calls && observed == other.observed && store == other.store &&
+           dirty == other.dirty && timer == other.timer;
+  }
+};
+
+Seen Finish(ConfigImportModel::RecordingSystem& system, std::string const& observed) {
+  Seen seen{system.calls, observed, Snapshot(system)};
+  system.GetFlagsForTesting(seen.dirty, seen.timer);
+  system.Shutdown();
+  return seen;
+}
+
 // The input's head, read byte by byte; 0 once it is used up.
 struct Head {
   std::uint8_t const* data;
@@ -318,7 +345,7 @@ void FromFolder(Head input) {
   WriteOrRemove(folder + "/config.ini", hasFirst ? &first : nullptr);
   WriteOrRemove(folder + "/config2.ini", hasSecond ? &second : nullptr);
 
-  ConfigSystemImpl system;
+  ConfigImportModel::RecordingSystem system;
   system.SetPersistentStorageFolder(folder.c_str());
   Checker checker;
   system.ImportFile(&checker);
@@ -331,7 +358,13 @@ void FromFolder(Head input) {
     FUZZ_CHECK(checker.File().empty() && !checker.Ended());
   }
   FUZZ_CHECK(Snapshot(system) == checker.model);
-  system.Shutdown();
+  Seen const seen = Finish(system, checker.calls);
+
+  ConfigImportModel::RecordingSystem model;
+  model.SetPersistentStorageFolder(folder.c_str());
+  ConfigImportModel::RecordingObserver observer;
+  ConfigImportModel::ImportFile(model, &observer);
+  FUZZ_CHECK(seen == Finish(model, observer.calls));
 }
 
 // Bytes 1-2: the ring size (1 to 9000), byte 3: how many piece sizes follow
@@ -341,16 +374,32 @@ void FromStream(Head input) {
   std::vector<std::uint8_t> pieces(input.Byte() % 9u);
   for (std::uint8_t& piece : pieces) piece = input.Byte();
   std::string const bytes = input.Rest();
+  auto const ringSize = static_cast<Tevrol::Long>(1 + ring % 9000);
   PieceStream source(bytes, pieces);
-  InputStreamBuffer stream(&source, static_cast<Tevrol::Long>(1 + ring % 9000));
+  InputStreamBuffer stream(&source, ringSize);
 
-  ConfigSystemImpl system;
+  ConfigImportModel::RecordingSystem system;
   Checker checker;
   system.ImportLines(stream, &checker);
   FUZZ_CHECK(checker.Ended());
   FUZZ_CHECK(checker.Read() == bytes);
   FUZZ_CHECK(Snapshot(system) == checker.model);
-  system.Shutdown();
+  Seen const seen = Finish(system, checker.calls);
+
+  PieceStream modelSource(bytes, pieces);
+  InputStreamBuffer modelStream(&modelSource, ringSize);
+  ConfigImportModel::RecordingSystem model;
+  ConfigImportModel::RecordingObserver modelObserver;
+  ConfigImportModel::ImportLines(model, modelStream, &modelObserver);
+  FUZZ_CHECK(seen == Finish(model, modelObserver.calls));
+
+  // The same buffer read through its virtual Read alone.
+  PieceStream plainSource(bytes, pieces);
+  InputStreamBuffer plainStream(&plainSource, ringSize);
+  ConfigImportModel::RecordingSystem plain;
+  ConfigImportModel::RecordingObserver plainObserver;
+  plain.ImportLines(static_cast<InputStream&>(plainStream), &plainObserver);
+  FUZZ_CHECK(seen == Finish(plain, plainObserver.calls));
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 #include "config/ConfigLineParser.h"
 
-#include <cinttypes>
+#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -12,8 +11,59 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
 
+constexpr std::array<signed char, 256> MakeHexValues() {
+  std::array<signed char, 256> values{};
+  for (int c = 0; c < 256; ++c) {
+    values[c] = c >= '0' && c <= '9'   ? static_cast<signed char>(c - '0')
+                : c >= 'a' && c <= 'f' ? static_cast<signed char>(c - 'a' + 10)
+                : c >= 'A' && c <= 'F' ? static_cast<signed char>(c - 'A' + 10)
+                                       : -1;
+  }
+  return values;
+}
+
+constexpr std::array<signed char, 256> kHexValues = MakeHexValues();
+
+// The value of a hexadecimal digit, -1 for any other byte.
+int HexValue(char c) {
+  return kHexValues[static_cast<unsigned char>(c)];
+}
+
 bool IsHex(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+  return HexValue(c) >= 0;
+}
+
+// What sscanf(text, "%<width>x%n") does in the C locale, at a fraction of its
+// cost: blanks skipped, then a sign, a "0x" and the digits, which all count
+// towards the width; a negative number wraps as strtoul's does. False where
+// sscanf converts nothing; else the value and the bytes consumed, blanks
+// and an "x" without digits behind it included.
+inline bool ScanHex(char const* text, int width, std::uint32_t& value, int& consumed) {
+  char const* p = text;
+  while (IsBlank(*p)) ++p;
+  bool negative = false;
+  if (*p == '-' || *p == '+') {
+    negative = *p++ == '-';
+    --width;
+  }
+  bool digits = false;
+  std::uint32_t number = 0;
+  if (width != 0 && *p == '0') {
+    digits = true;
+    ++p;
+    if (--width != 0 && (*p == 'x' || *p == 'X')) {
+      ++p;
+      --width;
+    }
+  }
+  for (int digit = 0; width != 0 && (digit = HexValue(*p)) >= 0; --width, ++p) {
+    number = number * 16u + static_cast<std::uint32_t>(digit);
+    digits = true;
+  }
+  if (!digits) return false;
+  value = negative ? 0u - number : number;
+  consumed = static_cast<int>(p - text);
+  return true;
 }
 
 char* FindByte(char* from, char const* end, char c) {
@@ -51,7 +101,7 @@ ConfigLineNote ParseNumber(char* digits, char const* end, ConfigLine& result) {
   // starts at 0 and the conversion's result is not looked at.
   std::uint32_t value = 0;
   int consumed = -1;
-  std::sscanf(digits, "%8" SCNx32 "%n", &value, &consumed);
+  ScanHex(digits, 8, value, consumed);
   result.kind = ConfigLineKind::Number;
   result.number = static_cast<Tevrol::Long>(value);
   if (consumed < 0) return ConfigLineNote::NumberNoDigits;
@@ -71,10 +121,17 @@ ConfigLineNote ParseBytes(char* list, char const* end, unsigned char* bytes, Con
   bool aligned = true;
   std::size_t i = 0;
   for (; i < length && count < kConfigLineBufferSize; i += 3) {
+    int const high = HexValue(list[i]);
+    int const low = i + 1 < length ? HexValue(list[i + 1]) : -1;
+    const bool twoDigits = high >= 0 && low >= 0;
     std::uint32_t value = 0;
-    if (std::sscanf(list + i, "%2" SCNx32, &value) != 1) break;
+    int consumed = 0;
+    if (twoDigits) {
+      value = static_cast<std::uint32_t>(high * 16 + low);  // "%2x" of two digits, "0" first too
+    } else if (!ScanHex(list + i, 2, value, consumed)) {
+      break;
+    }
     bytes[count++] = static_cast<unsigned char>(value);
-    const bool twoDigits = IsHex(list[i]) && i + 1 < length && IsHex(list[i + 1]);
     const bool separated = i + 2 >= content || (!IsHex(list[i + 2]) && !IsBlank(list[i + 2]));
     aligned = aligned && twoDigits && separated;
   }

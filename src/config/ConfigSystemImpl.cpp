@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <type_traits>
 
 #include "file/File.h"
 #include "file/InputStreamBuffer.h"
@@ -24,7 +25,12 @@ ConfigSystemImpl::ConfigSystemImpl()
     : m_persistenceEnabled(false),
       m_groups(17, kMapBlockSize),
       m_dirty(false),
-      m_exportTimerRunning(false) {}
+      m_exportTimerRunning(false),
+      m_lastGroupName(nullptr),
+      m_lastGroupKeys(nullptr),
+      m_lastGroupSerial(0),
+      m_groupSerial(0),
+      m_importNames(nullptr) {}
 
 ConfigSystemImpl::~ConfigSystemImpl() = default;
 
@@ -76,26 +82,44 @@ ConfigKeyDataContainer* ConfigSystemImpl::GetKeyDataContainer(TxString const& gr
 
 ConfigKeyDataContainer* ConfigSystemImpl::CreateKeyDataContainer(TxString const& group,
                                                                  TxString const& key) {
-  KeyMap* keys = nullptr;
-  {
-    TxByteArray const name = group.ToLatin1();
-    GroupMap::CEntry* const groupEntry = m_groups.Lookup(name);
-    if (groupEntry != nullptr) {
-      keys = groupEntry->m_value;
-    } else {
-      char* copy = nullptr;
-      StrFunctionsPI::SetStringData(copy, name);
-      keys = new KeyMap(17, kMapBlockSize);
-      m_groups[copy] = keys;
-    }
+  ImportNames const* const names = m_importNames;
+  if (names != nullptr && &group == names->group && &key == names->key) {
+    return FindOrCreateKey(names->groupBytes, names->keyBytes, names->groupSerial);
   }
-  TxByteArray const name = key.ToLatin1();
-  KeyMap::CEntry* const keyEntry = keys->Lookup(name);
-  if (keyEntry != nullptr) return keyEntry->m_value;
+  TxByteArray const groupName = group.ToLatin1();
+  TxByteArray const keyName = key.ToLatin1();
+  return FindOrCreateKey(groupName, keyName, 0);
+}
+
+ConfigKeyDataContainer* ConfigSystemImpl::FindOrCreateKey(char const* group, char const* key,
+                                                          std::uint64_t groupSerial) {
+  if (groupSerial == 0 || groupSerial != m_lastGroupSerial) {
+    if (m_lastGroupName == nullptr || std::strcmp(m_lastGroupName, group) != 0) {
+      GroupMap::CEntry* const groupEntry = m_groups.Lookup(group);
+      if (groupEntry != nullptr) {
+        m_lastGroupName = groupEntry->m_key;
+        m_lastGroupKeys = groupEntry->m_value;
+      } else {
+        char* copy = nullptr;
+        StrFunctionsPI::SetStringData(copy, group);
+        m_lastGroupKeys = m_groups[copy] = new KeyMap(17, kMapBlockSize);
+        m_lastGroupName = copy;
+      }
+    }
+    m_lastGroupSerial = groupSerial;
+  }
+  KeyMap* const keys = m_lastGroupKeys;
+  // One walk of the chain, where Lookup and then operator[] walk it twice
+  // for a new key, which an import of a fresh store has on every line.
+  Tevrol::Long const count = keys->GetCount();
+  ConfigKeyDataContainer*& value = (*keys)[key];
+  if (keys->GetCount() == count) return value;
   auto* const container = new ConfigKeyDataContainer();
-  container->SetKeyName(name);
-  // The container's own copy of the name is the map's key.
-  (*keys)[container->GetKeyName()] = container;
+  container->SetKeyName(key);
+  value = container;
+  // The entry just made heads its bucket, under the caller's text for now:
+  // the container's own copy of the name becomes the map's key.
+  keys->m_table[PIMapKeys::HashKey(key) % keys->m_bucketCount]->m_key = container->GetKeyName();
   return container;
 }
 
@@ -232,6 +256,9 @@ void ConfigSystemImpl::Shutdown() {
     }
   }
   m_groups.RemoveAll();
+  m_lastGroupName = nullptr;
+  m_lastGroupKeys = nullptr;
+  m_lastGroupSerial = 0;
 
   TimerCtrl* const timers = TimerCtrl_GetInstance();
   if (timers != nullptr) {
@@ -298,39 +325,98 @@ void ConfigSystemImpl::ImportFile(ConfigImportObserver* observer) {
   file.Close();
 }
 
+namespace {
+
+// ReadLineFromFile into a buffer of kConfigLineBufferSize bytes, with the
+// bytes the ring holds taken inline; Read, one byte, only when it has run
+// empty.
+bool ReadLine(InputStreamBuffer& stream, unsigned char* buffer, Tevrol::ULong& lineLength) {
+  Tevrol::ULong length = 0;
+  bool read = true;
+  while (length + 1 < kConfigLineBufferSize) {
+    Tevrol::ULong const taken =
+        stream.TakeBuffered(buffer + length, kConfigLineBufferSize - 1 - length, '\n');
+    if (taken != 0) {
+      length += taken;
+      if (buffer[length - 1] == '\n') break;
+      continue;
+    }
+    Tevrol::ULong got = 0;
+    if (stream.Read(buffer + length, 1, &got) != 0) {
+      read = false;
+      break;
+    }
+    if (got == 0) break;
+    if (buffer[length++] == '\n') break;
+  }
+  buffer[length] = 0;
+  lineLength = length;
+  return read;
+}
+
+}  // namespace
+
 void ConfigSystemImpl::ImportLines(InputStream& stream, ConfigImportObserver* observer) {
+  ReadLines(stream, observer);
+}
+
+void ConfigSystemImpl::ImportLines(InputStreamBuffer& stream, ConfigImportObserver* observer) {
+  ReadLines(stream, observer);
+}
+
+template <class Stream>
+void ConfigSystemImpl::ReadLines(Stream& stream, ConfigImportObserver* observer) {
   auto* const line = new unsigned char[kConfigLineBufferSize];
   // One collecting buffer for all byte lists of the file.
   auto* const bytes = new unsigned char[kConfigLineBufferSize];
   char* const raw = observer != nullptr ? new char[kConfigLineBufferSize] : nullptr;
+  // The texts handed to the store are assigned line by line, which keeps
+  // their buffers: a line costs no allocation of ours.
   TxString group;  // the current group's private copy
+  TxString key;
+  TxString text;
+  auto* const groupBytes = new char[kConfigLineBufferSize];
+  groupBytes[0] = '\0';
+  ImportNames names{&group, groupBytes, &key, nullptr, 0};
+  ImportNames const* const outer = m_importNames;  // a store may import again
   bool inGroup = false;
   bool restOfCutLine = false;
   Tevrol::ULong lineNumber = 1;
   Tevrol::ULong length = 0;
-  while (ReadLineFromFile(stream, line, kConfigLineBufferSize, length)) {
+  for (;;) {
+    if constexpr (std::is_same<Stream, InputStreamBuffer>::value) {
+      if (!ReadLine(stream, line, length)) break;
+    } else if (!ReadLineFromFile(stream, line, kConfigLineBufferSize, length)) {
+      break;
+    }
     // A stream that gives no byte and code 0 ends with an empty piece.
     if (length == 0) break;
-    char* const text = reinterpret_cast<char*>(line);
-    if (raw != nullptr) std::memcpy(raw, text, length + 1);
+    char* const lineText = reinterpret_cast<char*>(line);
+    if (raw != nullptr) std::memcpy(raw, lineText, length + 1);
     ConfigLine parsed;
-    ParseConfigLine(text, length, inGroup, restOfCutLine, bytes, parsed);
-    switch (parsed.kind) {
-      case ConfigLineKind::Group:
-        group = parsed.name;
-        inGroup = true;
-        break;
-      case ConfigLineKind::Text:
-        StoreStringValue(group, TxString(parsed.name), TxString(parsed.text));
-        break;
-      case ConfigLineKind::Number:
-        StoreNumericalValue(group, TxString(parsed.name), parsed.number);
-        break;
-      case ConfigLineKind::Bytes:
-        StoreByteArray(group, TxString(parsed.name), bytes, parsed.byteCount);
-        break;
-      case ConfigLineKind::Ignored:
-        break;
+    ParseConfigLine(lineText, length, inGroup, restOfCutLine, bytes, parsed);
+    if (parsed.kind == ConfigLineKind::Group) {
+      group = parsed.name;
+      std::strcpy(groupBytes, parsed.name);
+      names.groupSerial = ++m_groupSerial;
+      inGroup = true;
+    } else if (parsed.kind != ConfigLineKind::Ignored) {
+      key = parsed.name;
+      names.keyBytes = parsed.name;
+      m_importNames = &names;
+      switch (parsed.kind) {
+        case ConfigLineKind::Text:
+          text = parsed.text;
+          StoreStringValue(group, key, text);
+          break;
+        case ConfigLineKind::Number:
+          StoreNumericalValue(group, key, parsed.number);
+          break;
+        default:
+          StoreByteArray(group, key, bytes, parsed.byteCount);
+          break;
+      }
+      m_importNames = outer;
     }
     if (observer != nullptr) observer->Line(lineNumber, raw, length, parsed);
     restOfCutLine = line[length - 1] != '\n';
@@ -339,6 +425,7 @@ void ConfigSystemImpl::ImportLines(InputStream& stream, ConfigImportObserver* ob
   if (observer != nullptr) {
     observer->End(lineNumber, reinterpret_cast<char*>(line), length);
   }
+  delete[] groupBytes;
   delete[] raw;
   delete[] bytes;
   delete[] line;

@@ -1,6 +1,8 @@
 #ifndef TEVROL_CONFIG_CONFIGSYSTEMIMPL_H
 #define TEVROL_CONFIG_CONFIGSYSTEMIMPL_H
 
+#include <cstdint>
+
 #include "config/ConfigKeyDataContainer.h"
 #include "config/ConfigLineParser.h"
 #include "config/ConfigSystem.h"
@@ -11,6 +13,8 @@
 #include "frame/containers/PIObjectExtL.h"
 #include "frame/text/TxString.h"
 #include "threads/CriticalSection.h"
+
+class InputStreamBuffer;
 
 // The store of one configuration system: groups of keys in two levels of
 // maps (17 buckets each), names as Latin-1 bytes.
@@ -89,8 +93,11 @@ class ConfigSystemImpl : public ConfigSystem {
 
   // Import, reporting to `observer` (may be null) how every line was taken.
   void ImportFile(ConfigImportObserver* observer);
-  // The lines of `stream` into the store, as Import reads an opened file.
+  // The lines of `stream` into the store, as Import reads an opened file:
+  // one byte a Read. From an InputStreamBuffer the bytes it holds are taken
+  // inline, without its virtual Read, which is called only to refill it.
   void ImportLines(InputStream& stream, ConfigImportObserver* observer);
+  void ImportLines(InputStreamBuffer& stream, ConfigImportObserver* observer);
   // Calls visit for every group (value null for an empty group) and every
   // key, group by group in map order. For the configuration tool and tests.
   template <class Visit>
@@ -99,8 +106,25 @@ class ConfigSystemImpl : public ConfigSystem {
   void GetFlagsForTesting(bool& dirty, bool& exportTimerRunning);
 
  private:
+  // The texts that ReadLines hands to the store operations, with their
+  // bytes, so that the store need not convert them back when they reach
+  // CreateKeyDataContainer unchanged (the same objects).
+  struct ImportNames {
+    TxString const* group;
+    char const* groupBytes;
+    TxString const* key;
+    char const* keyBytes;
+    std::uint64_t groupSerial;  // new for every header a ReadLines reads
+  };
+
   // With a changed value: the start of the change cycle.
   void Changed();
+  template <class Stream>
+  void ReadLines(Stream& stream, ConfigImportObserver* observer);
+  // CreateKeyDataContainer by the names' Latin-1 bytes; groupSerial from
+  // ImportNames, 0 for other callers.
+  ConfigKeyDataContainer* FindOrCreateKey(char const* group, char const* key,
+                                          std::uint64_t groupSerial);
 
   TxString m_persistentStorageFolder;
   TxString m_appName;
@@ -110,6 +134,15 @@ class ConfigSystemImpl : public ConfigSystem {
   bool m_dirty;               // guarded by m_lock
   bool m_exportTimerRunning;  // guarded by m_lock
   CriticalSection m_lock;     // guards the two flags; taken by nothing else
+  // The group found or made last: an import stores its keys group by group.
+  // Both null while unknown; groups go only with Shutdown, which clears them.
+  char const* m_lastGroupName;  // the map's own copy
+  KeyMap* m_lastGroupKeys;
+  // The import header the last group was found for (0: another caller), so
+  // that its keys need not even compare the name; the last serial given.
+  std::uint64_t m_lastGroupSerial;
+  std::uint64_t m_groupSerial;
+  ImportNames const* m_importNames;  // set by ReadLines around each store; else null
 };
 
 template <class Visit>

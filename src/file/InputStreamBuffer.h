@@ -28,6 +28,14 @@ class TEVROL_EXPORT InputStreamBuffer : public InputStream {
   // *bytesRead 0 at once.
   Tevrol::ULong Read(unsigned char* buffer, Tevrol::ULong length,
                      Tevrol::ULong* bytesRead) override;
+  // For readers that go byte by byte: what Read(buffer + i, 1, ...) calls
+  // give while the ring holds bytes, up to and including `stop`, at most max,
+  // without a call a byte; the count. 0 once the ring is empty: then Read
+  // itself refills it. Bypasses an override of Read.
+  TEVROL_INTERNAL Tevrol::ULong TakeBuffered(unsigned char* buffer, Tevrol::ULong max,
+                                             unsigned char stop) {
+    return m_ring.TakeUntil(buffer, max, stop);
+  }
   // Drops what was read ahead, then the source's Flush.
   Tevrol::ULong Flush() override;
   Tevrol::ULong EnableWait() override;   // 4: not supported

@@ -41,6 +41,41 @@ class TEVROL_EXPORT PIRingBuffer {
   void Remove(Tevrol::ULong count);
   // Drops up to count of the newest bytes.
   void RemoveHead(Tevrol::ULong count);
+  // What Remove(target + i, 1) calls would take, one byte after the other,
+  // until `stop` was taken (it is included), max bytes were taken or the ring
+  // is empty; the count. Inline, for readers that go byte by byte.
+  TEVROL_INTERNAL Tevrol::ULong TakeUntil(unsigned char* target, Tevrol::ULong max,
+                                          unsigned char stop) {
+    if (max == 0 || (m_readPosition == m_writePosition && !m_isFull)) return 0;
+    // Locals, since every store to target could alias the fields.
+    unsigned char* const start = m_storage;
+    unsigned char* const end = start + m_capacity;
+    unsigned char* const write = m_writePosition;
+    unsigned char* read = m_readPosition;
+    Tevrol::ULong taken = 0;
+    // At most two stretches: up to the write position or the end of the
+    // storage, then from its start on.
+    for (bool stopped = false; !stopped && taken < max;) {
+      unsigned char* const limit = read < write ? write : end;
+      Tevrol::ULong const stretch = static_cast<Tevrol::ULong>(limit - read);
+      Tevrol::ULong const n = stretch < max - taken ? stretch : max - taken;
+      Tevrol::ULong i = 0;
+      while (i < n) {
+        unsigned char const byte = read[i++];
+        target[taken++] = byte;
+        if (byte == stop) {
+          stopped = true;
+          break;
+        }
+      }
+      read += i;
+      if (read == end) read = start;
+      if (read == write) break;
+    }
+    m_readPosition = read;
+    m_isFull = false;
+    return taken;
+  }
 
  private:
   // Moves the write position on by taken bytes (at most the capacity),

@@ -139,4 +139,40 @@ TEST(PIRingBufferTest, DirectFillThroughReadBuffer) {
   EXPECT_TRUE(empty.IsEmpty());
 }
 
+// TakeUntil is byte-wise Remove without the calls: on rings of every fill
+// and every offset, wrapped or full, both take the same bytes, stop after
+// the same byte, and leave the same ring behind.
+TEST(PIRingBufferTest, TakeUntilTakesWhatByteWiseRemovesTake) {
+  for (ULong size = 1; size <= 6; ++size) {
+    for (ULong offset = 0; offset < size; ++offset) {
+      for (ULong fill = 0; fill <= size; ++fill) {
+        for (ULong max = 0; max <= size + 1; ++max) {
+          SCOPED_TRACE(::testing::Message() << "size " << size << " offset " << offset << " fill "
+                                            << fill << " max " << max);
+          std::string bytes = "abcde\nfgh";
+          PIRingBuffer taking(size);
+          PIRingBuffer removing(size);
+          for (PIRingBuffer* ring : {&taking, &removing}) {
+            ring->Add(Bytes(bytes), offset);
+            ring->Remove(offset);
+            ring->Add(Bytes(bytes), fill);
+          }
+          unsigned char taken[16] = {};
+          ULong const count = taking.TakeUntil(taken, max, '\n');
+          std::string expected;
+          unsigned char byte = 0;
+          while (expected.size() < max && removing.Remove(&byte, 1) == 1) {
+            expected += static_cast<char>(byte);
+            if (byte == '\n') break;
+          }
+          EXPECT_EQ(std::string(reinterpret_cast<char*>(taken), count), expected);
+          EXPECT_EQ(Content(taking), Content(removing));
+          EXPECT_EQ(taking.IsEmpty(), removing.IsEmpty());
+          EXPECT_EQ(taking.GetAvailableSpace(), removing.GetAvailableSpace());
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
