@@ -36,7 +36,7 @@
 # first run in a new scratch folder first builds every test target it needs
 # (about 12 minutes for all ten). So the 179 mutants of the list take about
 # 45 minutes (179 x 15 s), plus that first build. --check compiles one object
-# a mutant, about 5 s: about 15 minutes for the list.
+# a mutant, about 3 s: the whole list took 491 s.
 set -u -o pipefail
 
 die() { echo "mutate.sh: $*" >&2; exit 2; }
