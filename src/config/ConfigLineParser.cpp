@@ -14,10 +14,11 @@ bool IsBlank(char c) {
 constexpr std::array<signed char, 256> MakeHexValues() {
   std::array<signed char, 256> values{};
   for (int c = 0; c < 256; ++c) {
-    values[c] = c >= '0' && c <= '9'   ? static_cast<signed char>(c - '0')
-                : c >= 'a' && c <= 'f' ? static_cast<signed char>(c - 'a' + 10)
-                : c >= 'A' && c <= 'F' ? static_cast<signed char>(c - 'A' + 10)
-                                       : -1;
+    const int value = c >= '0' && c <= '9'   ? c - '0'
+                      : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                      : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                             : -1;
+    values[static_cast<std::size_t>(c)] = static_cast<signed char>(value);
   }
   return values;
 }

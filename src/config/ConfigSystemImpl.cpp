@@ -397,7 +397,9 @@ void ConfigSystemImpl::ReadLines(Stream& stream, ConfigImportObserver* observer)
     ParseConfigLine(lineText, length, inGroup, restOfCutLine, bytes, parsed);
     if (parsed.kind == ConfigLineKind::Group) {
       group = parsed.name;
-      std::strcpy(groupBytes, parsed.name);
+      const std::size_t nameLength = strnlen(parsed.name, kConfigLineBufferSize - 1);
+      std::memcpy(groupBytes, parsed.name, nameLength);
+      groupBytes[nameLength] = '\0';
       names.groupSerial = ++m_groupSerial;
       inGroup = true;
     } else if (parsed.kind != ConfigLineKind::Ignored) {

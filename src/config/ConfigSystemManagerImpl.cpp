@@ -45,7 +45,9 @@ ConfigSystem* ConfigSystemManagerImpl::GetConfigSystem(char const* name) {
     char* const copy = new char[size];
     std::memcpy(copy, name, size);
     system = new ConfigSystemImpl();
-    m_configSystems[copy] = system;
+    // The map owns the copy from here (the destructor frees it); the lookup
+    // above, under the same lock, found no entry of the name.
+    m_configSystems[copy] = system;  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
   }
   m_managerLock.Unlock();
   return system;
