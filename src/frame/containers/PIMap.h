@@ -34,17 +34,10 @@ std::enable_if_t<std::is_integral<Key>::value, std::uint32_t> HashKey(Key key) {
   return static_cast<std::uint32_t>(key >> 2);
 }
 
-// The same pointer, or the same bytes as strcmp sees them; null equals
-// only null. Compared inline: keys are short names, for which a call of
-// strcmp costs more than the compare.
+// The same pointer, or the same bytes as strcmp sees them. Null equals
+// only null: strcmp is never handed a null text.
 inline bool KeysEqual(char const* a, char const* b) {
-  if (a == b) return true;
-  if (a == nullptr || b == nullptr) return false;
-  while (*a != '\0' && *a == *b) {
-    ++a;
-    ++b;
-  }
-  return *a == *b;
+  return a == b || (a != nullptr && b != nullptr && std::strcmp(a, b) == 0);
 }
 
 template <class Key>
